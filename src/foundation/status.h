@@ -1,0 +1,34 @@
+#pragma once
+// From error numbers and exceptions to statuses.
+
+#include <cstdint>
+#include <string>
+
+#include "platform/hresult.h"
+
+/// A value of 0 or below stays; a value above 0 becomes its low 16 bits under 0x80070000.
+constexpr HRESULT HRESULT_FROM_WIN32(std::int32_t error) noexcept {
+    return error <= 0 ? error : makeStatus((static_cast<std::uint32_t>(error) & 0xFFFFU) | 0x80070000U);
+}
+
+/// Throws ATL::CAtlException with the status.
+[[noreturn]] void ThrowStatus(HRESULT status);
+/// ThrowStatus of this thread's last platform error.
+[[noreturn]] void ThrowLastError();
+
+/// The product's own text for a failure code of its facility, or null.
+const char* findErrorText(HRESULT status) noexcept;
+/// A short text for a status that a platform or graph gives; "Invalid error code" for one nobody knows.
+std::string GetStatusText(HRESULT status);
+
+namespace mcgate::foundation {
+
+/// To be called inside a handler for everything at a component boundary: the code of a status exception, E_OUTOFMEMORY
+/// for std::bad_alloc, E_FAIL for anything else.
+HRESULT statusOfCurrentException() noexcept;
+
+/// The text of the exception being handled, for a log line: what() of a std::exception, the status for one that carries
+/// only that.
+std::string textOfCurrentException();
+
+}  // namespace mcgate::foundation

@@ -1,0 +1,177 @@
+#include "media/mem_allocator.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <deque>
+#include <limits>
+#include <new>
+#include <thread>
+
+#include "foundation/status.h"
+#include "media/media_sample.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds kSleepBeforeWait{40};
+
+bool dividesPage(std::int32_t alignment) noexcept { return alignment > 0 && ::sysconf(_SC_PAGESIZE) % alignment == 0; }
+
+}  // namespace
+
+/// One piece of memory and the samples that cover it.
+struct CMemAllocator::Block {
+    Block(std::size_t bytes, std::size_t alignment)
+        : alignment_{std::max(alignment, alignof(std::max_align_t))},
+          memory_(static_cast<std::uint8_t*>(::operator new(bytes, alignment_))) {}
+    ~Block() { ::operator delete(memory_, alignment_); }
+    Block(const Block&) = delete;
+    Block& operator=(const Block&) = delete;
+
+    const std::align_val_t alignment_;
+    std::uint8_t* const memory_;
+    std::deque<CMediaSample> samples_;
+};
+
+CMemAllocator::CMemAllocator(IUnknown* outer) : CUnknown(outer) {}
+
+CMemAllocator::~CMemAllocator() = default;
+
+HRESULT CMemAllocator::NonDelegatingQueryInterface(const GUID& id, void** object) {
+    if (id == IMemAllocator::iid) return GetInterface(static_cast<IMemAllocator*>(this), object);
+    return CUnknown::NonDelegatingQueryInterface(id, object);
+}
+
+HRESULT CMemAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) {
+    if (request == nullptr || actual == nullptr) return E_POINTER;
+    if (!dividesPage(request->cbAlign)) return VFW_E_BADALIGN;
+    if (request->cBuffers < 0 || request->cbBuffer < 0 || request->cbPrefix < 0) return E_INVALIDARG;
+    const std::int64_t stride = std::int64_t{request->cbBuffer} + request->cbPrefix;
+    const std::int64_t rounded = (stride + request->cbAlign - 1) / request->cbAlign * request->cbAlign;
+    if (rounded > std::numeric_limits<std::int32_t>::max()) return E_OUTOFMEMORY;
+
+    const std::lock_guard hold(lock_);
+    if (committed_) return VFW_E_ALREADY_COMMITTED;
+    if (!allFree()) return VFW_E_BUFFERS_OUTSTANDING;
+    properties_ = *request;
+    properties_.cbBuffer = static_cast<std::int32_t>(rounded) - request->cbPrefix;
+    *actual = properties_;
+    return S_OK;
+}
+
+HRESULT CMemAllocator::GetProperties(ALLOCATOR_PROPERTIES* properties) {
+    if (properties == nullptr) return E_POINTER;
+    const std::lock_guard hold(lock_);
+    *properties = properties_;
+    return S_OK;
+}
+
+HRESULT CMemAllocator::Commit() try {
+    const std::lock_guard hold(lock_);
+    if (committed_) return S_OK;
+    if (!decommitPending_) {
+        const HRESULT status = allocate();
+        if (FAILED(status)) return status;
+        AddRef();
+    }
+    decommitPending_ = false;
+    committed_ = true;
+    return S_OK;
+} catch (...) {
+    return mcgate::foundation::statusOfCurrentException();
+}
+
+HRESULT CMemAllocator::allocate() {
+    const ALLOCATOR_PROPERTIES& p = properties_;
+    if (p.cBuffers <= 0 || p.cbBuffer <= 0 || p.cbAlign <= 0) return VFW_E_SIZENOTSET;
+    const auto stride = static_cast<std::size_t>(p.cbBuffer) + static_cast<std::size_t>(p.cbPrefix);
+    const auto count = static_cast<std::size_t>(p.cBuffers);
+    auto block = std::make_unique<Block>(stride * count, static_cast<std::size_t>(p.cbAlign));
+    for (std::size_t i = 0; i < count; ++i) {
+        block->samples_.emplace_back(*this, block->memory_ + i * stride + p.cbPrefix, p.cbBuffer);
+    }
+    for (CMediaSample& sample : block->samples_) {
+        sample.next_ = free_;
+        free_ = &sample;
+    }
+    block_ = std::move(block);
+    made_ = freeCount_ = p.cBuffers;
+    return S_OK;
+}
+
+void CMemAllocator::releaseMemory() noexcept {
+    free_ = nullptr;
+    made_ = freeCount_ = 0;
+    block_.reset();
+}
+
+HRESULT CMemAllocator::Decommit() {
+    {
+        const std::lock_guard hold(lock_);
+        if (!committed_) return S_OK;
+        committed_ = false;
+        freed_.notify_all();
+        if (!allFree()) {
+            decommitPending_ = true;
+            return S_OK;
+        }
+        releaseMemory();
+    }
+    Release();
+    return S_OK;
+}
+
+HRESULT CMemAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME*, REFERENCE_TIME*, std::uint32_t flags) {
+    if (sample == nullptr) return E_POINTER;
+    *sample = nullptr;
+    std::unique_lock hold(lock_);
+    while (committed_ && free_ == nullptr) {
+        if ((flags & AM_GBF_NOWAIT) != 0) return VFW_E_TIMEOUT;
+        if ((flags & AM_GBF_SLEEP_BEFORE_WAIT) != 0) {
+            hold.unlock();
+            std::this_thread::sleep_for(kSleepBeforeWait);
+            hold.lock();
+            if (!committed_ || free_ != nullptr) break;
+        }
+        ++waiters_;
+        freed_.wait(hold);
+        --waiters_;
+    }
+    if (!committed_) return VFW_E_NOT_COMMITTED;
+    CMediaSample* const taken = std::exchange(free_, free_->next_);
+    --freeCount_;
+    hold.unlock();
+    taken->references_.store(1, std::memory_order_relaxed);
+    *sample = taken;
+    return S_OK;
+}
+
+HRESULT CMemAllocator::ReleaseBuffer(IMediaSample* sample) {
+    if (sample == nullptr) return E_POINTER;
+    auto* const returned = static_cast<CMediaSample*>(sample);
+    {
+        const std::lock_guard hold(lock_);
+        returned->next_ = free_;
+        free_ = returned;
+        ++freeCount_;
+        // Under the lock: afterwards nothing but the lock's end touches a pool that another thread may be giving up.
+        if (waiters_ > 0) freed_.notify_one();
+        if (!decommitPending_ || !allFree()) return S_OK;
+        decommitPending_ = false;
+        releaseMemory();
+    }
+    Release();
+    return S_OK;
+}
+
+std::int32_t CMemAllocator::freeCount() {
+    const std::lock_guard hold(lock_);
+    return freeCount_;
+}
+
+std::int32_t CMemAllocator::waiterCount() {
+    const std::lock_guard hold(lock_);
+    return waiters_;
+}

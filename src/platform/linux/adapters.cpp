@@ -1,0 +1,122 @@
+#include "platform/adapters.h"
+
+#include <linux/if_addr.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <map>
+
+#include "platform/errors.h"
+#include "platform/linux/error_map.h"
+
+namespace mcgate::platform {
+
+namespace {
+
+/// A netlink socket that asks the kernel for lists.
+class RouteSocket {
+public:
+    RouteSocket() noexcept : descriptor_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)) {}
+    ~RouteSocket() {
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+    RouteSocket(const RouteSocket&) = delete;
+    RouteSocket& operator=(const RouteSocket&) = delete;
+
+    /// Calls `each` for every record of the dump; false, with lastError(), when the kernel refuses.
+    bool dump(std::uint16_t type, const std::function<void(const nlmsghdr&)>& each) {
+        struct {
+            nlmsghdr header;
+            rtgenmsg body;
+        } request{};
+        request.header.nlmsg_len = sizeof request;
+        request.header.nlmsg_type = type;
+        request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+        if (send(descriptor_, &request, sizeof request, 0) < 0) return failed();
+        for (;;) {
+            const ssize_t length = recv(descriptor_, buffer_.data(), buffer_.size(), 0);
+            if (length < 0 && errno == EINTR) continue;
+            if (length <= 0) return failed();
+            auto left = static_cast<unsigned>(length);
+            for (auto* record = reinterpret_cast<const nlmsghdr*>(buffer_.data()); NLMSG_OK(record, left);
+                 record = NLMSG_NEXT(record, left)) {
+                if (record->nlmsg_type == NLMSG_DONE) return true;
+                if (record->nlmsg_type == NLMSG_ERROR) return failed();
+                each(*record);
+            }
+        }
+    }
+
+private:
+    static bool failed() {
+        setLastError(generalError(errno));
+        return false;
+    }
+    int descriptor_;
+    alignas(nlmsghdr) std::array<char, 32768> buffer_;
+};
+
+void eachAttribute(const rtattr* first, std::size_t size, const std::function<void(const rtattr&)>& each) {
+    auto left = static_cast<unsigned>(size);
+    for (const rtattr* one = first; RTA_OK(one, left); one = RTA_NEXT(one, left)) each(*one);
+}
+
+// The local address of a point-to-point link stands apart from the peer's.
+SocketAddress addressOf(const nlmsghdr& record, const ifaddrmsg& header) {
+    SocketAddress address;
+    const auto family = header.ifa_family == AF_INET    ? kFamilyIPv4
+                        : header.ifa_family == AF_INET6 ? kFamilyIPv6
+                                                        : kFamilyNone;
+    if (family == kFamilyNone) return address;
+    const std::size_t size = family == kFamilyIPv4 ? 4 : 16;
+    bool local = false;
+    eachAttribute(IFA_RTA(&header), IFA_PAYLOAD(&record), [&](const rtattr& one) {
+        if (RTA_PAYLOAD(&one) < size || (one.rta_type != IFA_LOCAL && one.rta_type != IFA_ADDRESS) || local) return;
+        local = one.rta_type == IFA_LOCAL;
+        address.setFamily(family);
+        std::memcpy(address.address(), RTA_DATA(&one), size);
+        const bool linkLocal =
+            family == kFamilyIPv6 && address.address()[0] == 0xFE && (address.address()[1] & 0xC0) == 0x80;
+        address.setScope(linkLocal ? header.ifa_index : 0);
+    });
+    return address;
+}
+
+}  // namespace
+
+bool listAdapters(std::vector<Adapter>& adapters) {
+    adapters.clear();
+    std::map<std::uint32_t, Adapter> byIndex;
+    RouteSocket kernel;
+    const bool linksDone = kernel.dump(RTM_GETLINK, [&byIndex](const nlmsghdr& record) {
+        if (record.nlmsg_type != RTM_NEWLINK) return;
+        const auto& header = *static_cast<const ifinfomsg*>(NLMSG_DATA(&record));
+        const auto index = static_cast<std::uint32_t>(header.ifi_index);
+        byIndex[index].index = index;
+        eachAttribute(IFLA_RTA(&header), IFLA_PAYLOAD(&record), [&](const rtattr& one) {
+            if (one.rta_type == IFLA_IFNAME) byIndex[index].name = static_cast<const char*>(RTA_DATA(&one));
+        });
+    });
+    const bool addressesDone = linksDone && kernel.dump(RTM_GETADDR, [&byIndex](const nlmsghdr& record) {
+        if (record.nlmsg_type != RTM_NEWADDR) return;
+        const auto& header = *static_cast<const ifaddrmsg*>(NLMSG_DATA(&record));
+        const SocketAddress address = addressOf(record, header);
+        if (address.family() == kFamilyNone) return;
+        byIndex[header.ifa_index].index = header.ifa_index;
+        byIndex[header.ifa_index].unicast.push_back(address);
+    });
+    if (!addressesDone) return false;
+    for (auto& [index, adapter] : byIndex) {
+        if (!adapter.unicast.empty()) adapters.push_back(std::move(adapter));
+    }
+    return true;
+}
+
+}  // namespace mcgate::platform

@@ -1,0 +1,204 @@
+#include "receiver/network_receiver_filter.h"
+
+#include <new>
+
+#include "foundation/status.h"
+
+using mcgate::foundation::statusOfCurrentException;
+namespace udp = quorvel::network::udp::lib_udp::v2_1;
+
+namespace {
+
+constexpr std::uint32_t kMeritDoNotUse = 0x200000;
+constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkReceiverFilter, u"Quorvel Multicast Receiver", kMeritDoNotUse, 0};
+
+bool isConfigured(const udp::Endpoint& source) {
+    return udp::EndpointPort(source) != 0 && udp::EndpointFamily(source) != mcgate::platform::kFamilyNone;
+}
+
+// An absent address reads as the IPv4 any address.
+BSTR addressText(const udp::SocketAddress& address) {
+    const auto text = udp::AddressToText(address).text;
+    return SysAllocString(mcgate::platform::toWide(text.empty() ? "0.0.0.0" : text).c_str());
+}
+
+}  // namespace
+
+CNetworkReceiverFilter* CNetworkReceiverFilter::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
+    *status = S_OK;
+    try {
+        return std::make_unique<CNetworkReceiverFilter>(outer).release();
+    } catch (...) {
+        *status = statusOfCurrentException();
+        return nullptr;
+    }
+}
+
+CNetworkReceiverFilter::CNetworkReceiverFilter(IUnknown* outer, CNetReceiver::Makers makers)
+    : CBaseFilter(nullptr, outer, &filterLock_, CLSID_CNetworkReceiverFilter), makers_(std::move(makers)) {
+    pin_ = std::make_unique<CNetOutputPin>(this, &filterLock_, [this]() -> ILogPerf& { return *log_.load(); });
+}
+
+// The worker goes first: it uses the pin, the data state and the log.
+CNetworkReceiverFilter::~CNetworkReceiverFilter() { worker_.reset(); }
+
+HRESULT CNetworkReceiverFilter::NonDelegatingQueryInterface(const GUID& id, void** object) {
+    if (id == ISourceConfig::iid) return GetInterface(static_cast<ISourceConfig*>(this), object);
+    if (id == IAMFilterMiscFlags::iid) return GetInterface(static_cast<IAMFilterMiscFlags*>(this), object);
+    if (id == ISpecifyPropertyPages::iid) return GetInterface(static_cast<ISpecifyPropertyPages*>(this), object);
+    return CBaseFilter::NonDelegatingQueryInterface(id, object);
+}
+
+CBasePin* CNetworkReceiverFilter::GetPin(int index) {
+    const std::lock_guard hold(filterLock_);
+    return index == 0 ? pin_.get() : nullptr;
+}
+
+const AMOVIESETUP_FILTER* CNetworkReceiverFilter::GetSetupData() { return &kSetup; }
+
+HRESULT CNetworkReceiverFilter::Pause() {
+    const std::lock_guard config(configLock_);
+    try {
+        std::unique_ptr<CNetReceiver> old;
+        {
+            const std::lock_guard hold(filterLock_);
+            old = std::move(worker_);
+        }
+        old.reset();  // waits for its thread, which may need the filter's lock to finish its turn
+        const HRESULT status = pauseActive();
+        return status == S_FALSE ? pauseOutOfStopped() : status;
+    } catch (...) {
+        return statusOfCurrentException();
+    }
+}
+
+// S_FALSE when the filter is stopped, perhaps only since the worker was waited for.
+HRESULT CNetworkReceiverFilter::pauseActive() {
+    const std::lock_guard hold(filterLock_);
+    return IsStopped() ? S_FALSE : basePause();
+}
+
+HRESULT CNetworkReceiverFilter::basePause() {
+    const HRESULT status = CBaseFilter::Pause();
+    return FAILED(status) ? status : S_OK;
+}
+
+// The socket opens and the worker runs before the pin is active; nobody but this thread can leave the stopped state
+// meanwhile, as that takes configLock_.
+HRESULT CNetworkReceiverFilter::pauseOutOfStopped() {
+    auto fresh = std::make_unique<CNetReceiver>(*pin_, presence_, makers_);
+    CNetReceiver& worker = *fresh;
+    {
+        const std::lock_guard hold(filterLock_);
+        worker_ = std::move(fresh);
+        worker.setThreshold(timeoutMs_.load() / 2);
+    }
+    const HRESULT started = startReception(worker);
+    if (FAILED(started)) return started;
+    const std::lock_guard hold(filterLock_);
+    return basePause();
+}
+
+HRESULT CNetworkReceiverFilter::startReception(CNetReceiver& worker) {
+    const Endpoint target = source();
+    if (!isConfigured(target)) return S_OK;
+    presence_.present.store(0);
+    return worker.Start(target);
+}
+
+HRESULT CNetworkReceiverFilter::Stop() {
+    const std::lock_guard hold(filterLock_);
+    if (IsActive() && pin_->IsConnected()) pin_->DeliverEndOfStream();
+    pin_->Inactive();
+    setState(State_Stopped);
+    presence_.present.store(0);
+    return S_OK;
+}
+
+CNetworkReceiverFilter::Endpoint CNetworkReceiverFilter::source() const {
+    const std::lock_guard hold(sourceLock_);
+    return source_;
+}
+
+bool CNetworkReceiverFilter::swapIfDifferent(Endpoint& fresh) {
+    const std::lock_guard hold(sourceLock_);
+    if (source_ == fresh) return false;
+    source_.swap(fresh);
+    return true;
+}
+
+HRESULT CNetworkReceiverFilter::SetSource(std::int32_t port, const WCHAR* local, const WCHAR* group,
+                                          const WCHAR* source) {
+    try {
+        const Endpoint target =
+            udp::MakeEndpoint(mcgate::platform::toNarrow(local), static_cast<std::uint32_t>(port),
+                              mcgate::platform::toNarrow(group), mcgate::platform::toNarrow(source));
+        if (!isConfigured(target)) return E_FAIL;
+        const std::lock_guard config(configLock_);
+        Endpoint fresh = target;
+        if (!swapIfDifferent(fresh)) return S_OK;
+        if (worker_) worker_->Start(target);  // a listener that can't be opened shows as silence, not as a failure here
+        return S_OK;
+    } catch (...) {
+        return E_FAIL;
+    }
+}
+
+HRESULT CNetworkReceiverFilter::GetSource(BSTR* group, std::uint32_t* port, BSTR* local, BSTR* source) {
+    if (group == nullptr || port == nullptr || local == nullptr || source == nullptr) return E_POINTER;
+    try {
+        const Endpoint present = this->source();
+        if (!isConfigured(present)) return E_FAIL;
+        *local = addressText(udp::EndpointLocal(present));
+        *port = udp::EndpointLocal(present).port();
+        *group = addressText(udp::EndpointGroup(present));
+        *source = addressText(udp::EndpointSource(present));
+        return S_OK;
+    } catch (...) {
+        return statusOfCurrentException();
+    }
+}
+
+HRESULT CNetworkReceiverFilter::SetDataSourceListener(IDataSourceListener* listener) {
+    presence_.listener.set(listener);
+    return S_OK;
+}
+
+HRESULT CNetworkReceiverFilter::RemoveDataSourceListener(IDataSourceListener*) {
+    return SetDataSourceListener(nullptr);
+}
+
+HRESULT CNetworkReceiverFilter::GetDataPresent(std::uint8_t* present) {
+    if (present == nullptr) return E_POINTER;
+    *present = presence_.present.load(std::memory_order_relaxed);
+    return S_OK;
+}
+
+HRESULT CNetworkReceiverFilter::GetTimeout(std::uint32_t* milliseconds) {
+    if (milliseconds == nullptr) return E_POINTER;
+    *milliseconds = static_cast<std::uint32_t>(timeoutMs_.load());
+    return S_OK;
+}
+
+HRESULT CNetworkReceiverFilter::SetTimeout(std::int32_t milliseconds) {
+    const std::lock_guard hold(filterLock_);
+    timeoutMs_.store(milliseconds);
+    if (worker_) worker_->setThreshold(milliseconds / 2);
+    return S_OK;
+}
+
+HRESULT CNetworkReceiverFilter::SetLogPerf(ILogPerf* log) {
+    log_.store(log != nullptr ? log : &ownLog_);
+    return S_OK;
+}
+
+HRESULT CNetworkReceiverFilter::GetPages(CAUUID* pages) {
+    if (pages == nullptr) return E_POINTER;
+    pages->cElems = 0;
+    pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
+    if (pages->pElems == nullptr) return E_OUTOFMEMORY;
+    new (&pages->pElems[0]) GUID(CLSID_CNetRecvProp);
+    new (&pages->pElems[1]) GUID(CLSID_NetRecvSecondPage);
+    pages->cElems = 2;
+    return S_OK;
+}

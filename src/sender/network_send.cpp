@@ -1,0 +1,218 @@
+#include "sender/network_send.h"
+
+#include <algorithm>
+#include <mutex>
+#include <new>
+
+#include "foundation/status.h"
+
+using mcgate::foundation::statusOfCurrentException;
+using mcgate::foundation::textOfCurrentException;
+namespace udp = quorvel::network::udp::lib_udp::v2_1;
+
+namespace {
+
+constexpr std::uint32_t kMeritDoNotUse = 0x200000;
+constexpr int kTimeCritical = 15;
+constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkSend, u"Quorvel Multicast Sender", kMeritDoNotUse, 0};
+
+}  // namespace
+
+CNetworkSend* CNetworkSend::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
+    *status = S_OK;
+    try {
+        auto filter = std::make_unique<CNetworkSend>(outer, status);
+        return FAILED(*status) ? nullptr : filter.release();
+    } catch (...) {
+        *status = statusOfCurrentException();
+        return nullptr;
+    }
+}
+
+CNetworkSend::CNetworkSend(IUnknown* outer, HRESULT* status, NetSender::SenderMaker maker)
+    : CBaseFilter(nullptr, outer, &filterLock_, CLSID_CNetworkSend) {
+    // The send thread lives on members, so nothing may throw past it: the destructor ends it in every case.
+    try {
+        sendThread_.emplace([this] { sendLoop(); }, quorvel::system::thread::v1::kStartRunning);
+        pin_ = std::make_unique<CInputPin>(this, &filterLock_, receiveLock_, state_, log_);
+        netSender = std::make_unique<NetSender>(log_, std::move(maker));
+    } catch (...) {
+        *status = statusOfCurrentException();
+    }
+}
+
+CNetworkSend::~CNetworkSend() {
+    state_.stopEvent.set();
+    if (sendThread_) sendThread_->Wait();
+}
+
+HRESULT CNetworkSend::NonDelegatingQueryInterface(const GUID& id, void** object) {
+    if (id == ISpecifyPropertyPages::iid) return GetInterface(static_cast<ISpecifyPropertyPages*>(this), object);
+    if (id == ISenderConfig::iid) return GetInterface(static_cast<ISenderConfig*>(this), object);
+    if (id == IAMFilterMiscFlags::iid) return GetInterface(static_cast<IAMFilterMiscFlags*>(this), object);
+    if (id == IDelayCrossingPointFilter::iid)
+        return GetInterface(static_cast<IDelayCrossingPointFilter*>(this), object);
+    return CBaseFilter::NonDelegatingQueryInterface(id, object);
+}
+
+CBasePin* CNetworkSend::GetPin(int index) {
+    const std::lock_guard hold(filterLock_);
+    return index == 0 ? pin_.get() : nullptr;
+}
+
+const AMOVIESETUP_FILTER* CNetworkSend::GetSetupData() { return &kSetup; }
+
+HRESULT CNetworkSend::Pause() {
+    const std::lock_guard hold(filterLock_);
+    if (IsActive()) {
+        setState(State_Paused);
+        return S_OK;
+    }
+    try {
+        openDestinations();
+    } catch (...) {
+        log_.Log(0, "%s", ("Unable to start net sender: " + textOfCurrentException()).c_str());
+        return E_FAIL;
+    }
+    setState(State_Paused);
+    if (pin_->IsConnected()) pin_->Active();
+    return S_OK;
+}
+
+void CNetworkSend::openDestinations() {
+    std::vector<udp::DestinationAddresses> addresses;
+    addresses.reserve(destinations_.size());
+    for (const auto& entry : destinations_) {
+        addresses.push_back(udp::MakeDestinationAddresses(entry.Local, entry.Port, entry.Remote));
+    }
+    netSender->setDestinations(addresses);
+}
+
+HRESULT CNetworkSend::Stop() {
+    const std::lock_guard receive(receiveLock_);
+    const std::lock_guard filter(filterLock_);
+    pin_->Inactive();
+    netSender->clear();
+    setState(State_Stopped);
+    return S_OK;
+}
+
+HRESULT CNetworkSend::SetLogPerf(ILogPerf* log) {
+    log_.plug(log);
+    return S_OK;
+}
+
+HRESULT CNetworkSend::AddDestination(const WCHAR* remote, std::uint32_t port, const WCHAR* local, std::int32_t* index) {
+    if (remote == nullptr || local == nullptr || index == nullptr) return E_POINTER;
+    const std::lock_guard hold(filterLock_);
+    try {
+        DestinationRecord entry{mcgate::platform::toNarrow(local), static_cast<std::uint16_t>(port),
+                                mcgate::platform::toNarrow(remote)};
+        udp::MakeDestinationAddresses(entry.Local, entry.Port, entry.Remote);
+        destinations_.push_back(std::move(entry));
+        *index = static_cast<std::int32_t>(destinations_.size()) - 1;
+        return S_OK;
+    } catch (...) {
+        log_.Log(1, "Invalid dest address: %s", textOfCurrentException().c_str());
+        *index = -1;
+        return E_FAIL;
+    }
+}
+
+HRESULT CNetworkSend::RemoveDestination(std::int32_t index) {
+    const std::lock_guard hold(filterLock_);
+    if (destinations_.size() == 1 || !isEntry(index)) return S_FALSE;
+    destinations_.erase(destinations_.begin() + index);
+    return S_OK;
+}
+
+HRESULT CNetworkSend::SetDestination(std::int32_t index, const WCHAR* remote, std::uint32_t port, const WCHAR* local) {
+    if (index < 0) return E_INVALIDARG;
+    if (remote == nullptr || local == nullptr) return E_POINTER;
+    const std::lock_guard hold(filterLock_);
+    if (!isEntry(index)) {
+        std::int32_t added = -1;
+        return AddDestination(remote, port, local, &added);
+    }
+    try {
+        DestinationRecord entry{mcgate::platform::toNarrow(local), static_cast<std::uint16_t>(port),
+                                mcgate::platform::toNarrow(remote)};
+        destinations_[static_cast<std::size_t>(index)] = std::move(entry);
+        return S_OK;
+    } catch (...) {
+        return statusOfCurrentException();
+    }
+}
+
+HRESULT CNetworkSend::GetDestination(std::int32_t index, BSTR* remote, std::uint32_t* port, BSTR* local) {
+    if (remote == nullptr || port == nullptr || local == nullptr) return E_POINTER;
+    const std::lock_guard hold(filterLock_);
+    if (!isEntry(index)) return S_FALSE;
+    try {
+        const auto& entry = destinations_[static_cast<std::size_t>(index)];
+        const auto wideRemote = mcgate::platform::toWide(entry.Remote);
+        const auto wideLocal = mcgate::platform::toWide(entry.Local);
+        *remote = SysAllocString(wideRemote.c_str());
+        *port = entry.Port;
+        *local = SysAllocString(wideLocal.c_str());
+        return S_OK;
+    } catch (...) {
+        return statusOfCurrentException();
+    }
+}
+
+bool CNetworkSend::isEntry(std::int32_t index) const noexcept {
+    return index >= 0 && static_cast<std::size_t>(index) < destinations_.size();
+}
+
+HRESULT CNetworkSend::SetTimeOffset(std::int64_t milliseconds) {
+    // Wraps like the 64-bit product it is, rather than overflow.
+    const auto ticks = static_cast<std::uint64_t>(milliseconds) * static_cast<std::uint64_t>(kTicksPerMillisecond);
+    state_.timeOffset.store(static_cast<std::int64_t>(ticks), std::memory_order_relaxed);
+    return S_OK;
+}
+
+HRESULT CNetworkSend::EnablePacing(std::int32_t enable) {
+    state_.pacingEnabled.store(enable == 1, std::memory_order_relaxed);
+    return S_OK;
+}
+
+HRESULT CNetworkSend::GetPages(CAUUID* pages) {
+    if (pages == nullptr) return E_POINTER;
+    pages->cElems = 0;
+    pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(sizeof(GUID)));
+    if (pages->pElems == nullptr) return E_OUTOFMEMORY;
+    new (pages->pElems) GUID(CLSID_CNetSendProp);
+    pages->cElems = 1;
+    return S_OK;
+}
+
+// The slot orders itself; waiting for a call in progress under the filter's lock could hold up what that call waits
+// for.
+HRESULT CNetworkSend::SetInputCrossingCallback(IDelayCrossingCallback* callback) {
+    state_.inputCrossingCallback.set(callback);
+    return S_OK;
+}
+
+HRESULT CNetworkSend::SetOutputCrossingCallback(IDelayCrossingCallback* callback) {
+    state_.outputCrossingCallback.set(callback);
+    return S_OK;
+}
+
+void CNetworkSend::sendLoop() {
+    mcgate::platform::setCurrentThreadPriority(kTimeCritical);
+    try {
+        SendLoop loop(state_, SendLoopEnvironment{
+                                  [] { return mcgate::platform::millisecondClock() / 1000.0; },
+                                  [this] { return referenceClock(); },
+                                  [] { return mcgate::platform::tickCount(); },
+                                  [this](std::uint32_t ms) { return mcgate::platform::wait(state_.stopEvent, ms); },
+                                  [this]() -> NetSender& { return *netSender; },
+                                  log_,
+                              });
+        while (loop.turn()) {
+        }
+    } catch (...) {
+        log_.Log(0, "%s", textOfCurrentException().c_str());
+    }
+}

@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <thread>
+#include <vector>
+
+#include "media/media_sample.h"
+#include "media/mem_allocator.h"
+
+using mcgate::platform::ComPtr;
+
+namespace {
+
+constexpr ALLOCATOR_PROPERTIES kFourSmall{4, 100, 32, 0};
+
+ComPtr<CMemAllocator> makePool(ALLOCATOR_PROPERTIES request = kFourSmall) {
+    ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
+    ALLOCATOR_PROPERTIES actual;
+    EXPECT_EQ(pool->SetProperties(&request, &actual), S_OK);
+    return pool;
+}
+
+ComPtr<IMediaSample> take(CMemAllocator& pool, std::uint32_t flags = AM_GBF_NOWAIT) {
+    ComPtr<IMediaSample> sample;
+    EXPECT_EQ(pool.GetBuffer(sample.put(), nullptr, nullptr, flags), S_OK);
+    return sample;
+}
+
+HRESULT tryTake(CMemAllocator& pool, std::uint32_t flags = AM_GBF_NOWAIT) {
+    ComPtr<IMediaSample> sample;
+    return pool.GetBuffer(sample.put(), nullptr, nullptr, flags);
+}
+
+HRESULT setProperties(CMemAllocator& pool, ALLOCATOR_PROPERTIES request) {
+    ALLOCATOR_PROPERTIES actual;
+    return pool.SetProperties(&request, &actual);
+}
+
+/// Runs GetBuffer on a thread of its own and returns once that waits.
+class WaitingTaker {
+public:
+    WaitingTaker(CMemAllocator& pool, std::uint32_t flags)
+        : thread_([this, &pool, flags] { status_ = pool.GetBuffer(sample_.put(), nullptr, nullptr, flags); }) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (pool.waiterCount() == 0) {
+            if (std::chrono::steady_clock::now() > deadline) {
+                ADD_FAILURE() << "GetBuffer does not wait";
+                break;
+            }
+            std::this_thread::yield();
+        }
+    }
+    HRESULT join() {
+        thread_.join();
+        return status_;
+    }
+
+private:
+    ComPtr<IMediaSample> sample_;
+    HRESULT status_ = E_UNEXPECTED;
+    std::thread thread_;
+};
+
+}  // namespace
+
+TEST(MemAllocator, SizesAreRoundedUpWithThePrefixAndBuffersAligned) {
+    struct Row {
+        ALLOCATOR_PROPERTIES request;
+        std::int32_t bytes;
+    };
+    for (const Row& row : {Row{{2, 100, 32, 0}, 128}, Row{{2, 128, 32, 0}, 128}, Row{{2, 100, 32, 8}, 120},
+                           Row{{2, 7, 1, 3}, 7}, Row{{1, 1, 4096, 0}, 4096}}) {
+        const ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
+        ALLOCATOR_PROPERTIES request = row.request;
+        ALLOCATOR_PROPERTIES actual;
+        ASSERT_EQ(pool->SetProperties(&request, &actual), S_OK);
+        EXPECT_EQ(actual.cbBuffer, row.bytes);
+        EXPECT_EQ(actual.cbPrefix, row.request.cbPrefix);
+        ASSERT_EQ(pool->Commit(), S_OK);
+        const ComPtr<IMediaSample> sample = take(*pool);
+        std::uint8_t* data = nullptr;
+        ASSERT_EQ(sample->GetPointer(&data), S_OK);
+        EXPECT_EQ(sample->GetSize(), row.bytes);
+        EXPECT_EQ((reinterpret_cast<std::uintptr_t>(data) - static_cast<std::uintptr_t>(row.request.cbPrefix)) %
+                      static_cast<std::uintptr_t>(row.request.cbAlign),
+                  0U);
+        pool->Decommit();
+    }
+}
+
+TEST(MemAllocator, RefusesWhatCannotBe) {
+    const ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
+    EXPECT_EQ(pool->Commit(), VFW_E_SIZENOTSET);
+    EXPECT_EQ(tryTake(*pool), VFW_E_NOT_COMMITTED);
+    for (const std::int32_t alignment : {0, -1, 3, 8192}) {
+        EXPECT_EQ(setProperties(*pool, {4, 100, alignment, 0}), VFW_E_BADALIGN) << alignment;
+    }
+    EXPECT_EQ(setProperties(*pool, {1, 0x7FFFFFFF, 32, 1}), E_OUTOFMEMORY);
+    // No buffers is a legal wish that only the commit refuses.
+    EXPECT_EQ(setProperties(*pool, {0, 256, 32, 0}), S_OK);
+    EXPECT_EQ(pool->Commit(), VFW_E_SIZENOTSET);
+
+    EXPECT_EQ(setProperties(*pool, kFourSmall), S_OK);
+    ASSERT_EQ(pool->Commit(), S_OK);
+    EXPECT_EQ(pool->Commit(), S_OK);
+    EXPECT_EQ(setProperties(*pool, kFourSmall), VFW_E_ALREADY_COMMITTED);
+    ComPtr<IMediaSample> sample = take(*pool);
+    EXPECT_EQ(pool->Decommit(), S_OK);
+    EXPECT_EQ(setProperties(*pool, kFourSmall), VFW_E_BUFFERS_OUTSTANDING);
+    EXPECT_EQ(tryTake(*pool), VFW_E_NOT_COMMITTED);
+    sample.reset();
+    EXPECT_EQ(setProperties(*pool, kFourSmall), S_OK);
+}
+
+TEST(MemAllocator, ADryPoolTimesOutAndACommitTakesAPendingDecommitBack) {
+    const ComPtr<CMemAllocator> pool = makePool();
+    ASSERT_EQ(pool->Commit(), S_OK);
+    std::vector<ComPtr<IMediaSample>> out;
+    for (int i = 0; i < 4; ++i) out.push_back(take(*pool));
+    EXPECT_EQ(tryTake(*pool), VFW_E_TIMEOUT);
+    pool->Decommit();
+    pool->Decommit();
+    out.pop_back();
+    ASSERT_EQ(pool->Commit(), S_OK);
+    EXPECT_EQ(pool->freeCount(), 1);
+    out.clear();
+    EXPECT_EQ(pool->freeCount(), 4);
+    pool->Decommit();
+    EXPECT_EQ(pool->freeCount(), 0);
+}
+
+TEST(MemAllocator, LivesUntilItsLastSampleIsBack) {
+    const std::int32_t before = CBaseObject::ObjectsActive();
+    ComPtr<CMemAllocator> pool = makePool();
+    ASSERT_EQ(pool->Commit(), S_OK);
+    ComPtr<IMediaSample> sample = take(*pool);
+    pool->Decommit();
+    pool.reset();
+    std::uint8_t* data = nullptr;
+    ASSERT_EQ(sample->GetPointer(&data), S_OK);
+    data[99] = 1;
+    EXPECT_EQ(CBaseObject::ObjectsActive(), before + 1);
+    sample.reset();
+    EXPECT_EQ(CBaseObject::ObjectsActive(), before);
+}
+
+TEST(MemAllocator, DecommitOrAReturnedSampleEndsAWait) {
+    for (const std::uint32_t flags : {0U, AM_GBF_SLEEP_BEFORE_WAIT}) {
+        const ComPtr<CMemAllocator> pool = makePool({1, 10, 1, 0});
+        ASSERT_EQ(pool->Commit(), S_OK);
+        ComPtr<IMediaSample> only = take(*pool);
+        {
+            WaitingTaker taker(*pool, flags);
+            pool->Decommit();
+            EXPECT_EQ(taker.join(), VFW_E_NOT_COMMITTED);
+        }
+        ASSERT_EQ(pool->Commit(), S_OK);
+        {
+            WaitingTaker taker(*pool, flags);
+            only.reset();
+            EXPECT_EQ(taker.join(), S_OK);
+        }
+        pool->Decommit();
+    }
+}
+
+TEST(MemAllocator, SleepsBeforeItWaitsWhenAsked) {
+    const ComPtr<CMemAllocator> pool = makePool({1, 10, 1, 0});
+    ASSERT_EQ(pool->Commit(), S_OK);
+    const ComPtr<IMediaSample> only = take(*pool);
+    const auto start = std::chrono::steady_clock::now();
+    WaitingTaker taker(*pool, AM_GBF_SLEEP_BEFORE_WAIT);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
+    pool->Decommit();
+    taker.join();
+}
+
+TEST(MemAllocator, ManyThreadsTakeAndReturn) {
+    const std::int32_t before = CBaseObject::ObjectsActive();
+    ComPtr<CMemAllocator> pool = makePool({3, 64, 1, 0});
+    ASSERT_EQ(pool->Commit(), S_OK);
+    std::atomic<int> taken{0};
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 6; ++t) {
+        threads.emplace_back([&taken, pool, t] {
+            for (int i = 0; i < 5000; ++i) {
+                ComPtr<IMediaSample> sample;
+                if (pool->GetBuffer(sample.put(), nullptr, nullptr, 0) != S_OK) return;
+                std::uint8_t* data = nullptr;
+                sample->GetPointer(&data);
+                std::fill(data, data + 64, static_cast<std::uint8_t>(t));
+                if (std::count(data, data + 64, static_cast<std::uint8_t>(t)) == 64) ++taken;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(taken, 30000);
+    EXPECT_EQ(pool->freeCount(), 3);
+    pool->Decommit();
+    pool.reset();
+    EXPECT_EQ(CBaseObject::ObjectsActive(), before);
+}

@@ -1,0 +1,235 @@
+#include "media/output_queue.h"
+
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+#include "media/mem_allocator.h"
+#include "support/test_filters.h"
+
+using mcgate::platform::ComPtr;
+using test::CollectingFilter;
+using test::FeedingFilter;
+using test::PinConnection;
+
+namespace {
+
+using Calls = std::vector<std::string>;
+
+/// Feeder, queue and collector; the feeder's pool tells whether every sample came back.
+class QueueTest : public testing::Test {
+protected:
+    static constexpr std::int32_t kPool = 8;
+
+    void SetUp() override {
+        ASSERT_EQ(connection.status(), S_OK);
+        ASSERT_EQ(collector->Pause(), S_OK);
+        ASSERT_EQ(feeder->Pause(), S_OK);
+    }
+    void TearDown() override {
+        collector->release();
+        queue.reset();
+        EXPECT_EQ(freeSamples(), kPool) << "a sample was not released";
+        collector->Stop();
+        feeder->Stop();
+    }
+    void makeQueue(bool threaded, OutputQueueSettings settings = {}) {
+        settings.automatic = false;
+        settings.queue = threaded;
+        queue = std::make_unique<COutputQueue>(collector->input(), nullptr, settings);
+        ASSERT_EQ(queue->hasThread(), threaded);
+    }
+    HRESULT put(std::uint8_t byte) {
+        ComPtr<IMediaSample> sample;
+        EXPECT_EQ(feeder->makeSample({byte}, {}, sample), S_OK);
+        return queue->Receive(sample.detach());
+    }
+    void waitUntilIdle() {
+        const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
+        while (!queue->IsIdle()) {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
+            std::this_thread::yield();
+        }
+    }
+    std::int32_t freeSamples() { return static_cast<CMemAllocator*>(feeder->output()->allocator())->freeCount(); }
+
+    ComPtr<FeedingFilter> feeder{
+        new FeedingFilter(CMediaType(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT), kPool, 64)};
+    ComPtr<CollectingFilter> collector{new CollectingFilter};
+    PinConnection connection{feeder->output(), collector->input()};
+    std::unique_ptr<COutputQueue> queue;
+};
+
+}  // namespace
+
+TEST_F(QueueTest, TheDownstreamPinChoosesBetweenThreadAndDirectDelivery) {
+    struct Row {
+        HRESULT canBlock;
+        bool queue;
+        bool threaded;
+    };
+    for (const Row& row :
+         {Row{S_OK, false, true}, Row{S_FALSE, true, false}, Row{E_FAIL, false, false}, Row{E_FAIL, true, true}}) {
+        collector->answerCanBlock(row.canBlock);
+        OutputQueueSettings settings;
+        settings.queue = row.queue;
+        HRESULT status = S_OK;
+        EXPECT_EQ(COutputQueue(collector->input(), &status, settings).hasThread(), row.threaded);
+        EXPECT_EQ(status, S_OK);
+    }
+    HRESULT status = S_OK;
+    COutputQueue wrong(feeder->output(), &status, {});
+    EXPECT_TRUE(FAILED(status));
+    EXPECT_FALSE(wrong.hasThread());
+    wrong.WaitUntilEmpty();
+}
+
+TEST_F(QueueTest, DirectDeliveryHappensOnTheCallersThread) {
+    makeQueue(false);
+    EXPECT_EQ(put(1), S_OK);
+    queue->EOS();
+    queue->WaitUntilEmpty();
+    EXPECT_EQ(collector->calls(), (Calls{"sample", "end"}));
+    EXPECT_EQ(collector->samples()[0].thread, std::this_thread::get_id());
+    EXPECT_EQ(freeSamples(), kPool);
+}
+
+TEST_F(QueueTest, EndOfStreamComesBehindAllSamplesAndCanBeWaitedFor) {
+    makeQueue(true);
+    collector->block();
+    for (std::uint8_t i = 0; i < kPool; ++i) EXPECT_EQ(put(i), S_OK);  // none of them waits
+    queue->NewSegment(0, 1, 1.0);
+    queue->EOS();
+    ASSERT_TRUE(collector->waitUntilBlocked());
+    EXPECT_FALSE(queue->IsIdle());
+    auto waiting = std::async(std::launch::async, [this] { queue->WaitUntilEmpty(); });
+    EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    collector->release();
+    ASSERT_EQ(waiting.wait_for(test::kDeadline), std::future_status::ready);
+    Calls expected(kPool, "sample");
+    expected.insert(expected.end(), {"segment", "end"});
+    EXPECT_EQ(collector->calls(), expected);
+    EXPECT_NE(collector->samples()[0].thread, std::this_thread::get_id());
+}
+
+TEST_F(QueueTest, AnEmptyListIsNotWaitedForWhateverIsDelivered) {
+    makeQueue(true);
+    collector->block();
+    put(1);
+    ASSERT_TRUE(collector->waitUntilBlocked());
+    queue->WaitUntilEmpty();
+    EXPECT_FALSE(queue->IsIdle());
+    EXPECT_EQ(collector->sampleCount(), 0U);
+}
+
+TEST_F(QueueTest, AStatusOtherThanOkSticksAndEndsTheStream) {
+    for (const bool threaded : {false, true}) {
+        for (const HRESULT answer : {E_FAIL, S_FALSE}) {
+            makeQueue(threaded);
+            collector->failWith(answer);
+            const HRESULT first = put(1);
+            if (!threaded) {
+                EXPECT_EQ(first, answer);
+            }
+            queue->EOS();
+            waitUntilIdle();
+            collector->failWith(S_OK);
+            EXPECT_EQ(put(2), answer);
+            queue->EOS();
+            EXPECT_EQ(freeSamples(), kPool);
+            EXPECT_EQ(collector->calls(), Calls{});
+        }
+    }
+}
+
+TEST_F(QueueTest, TheDestructorReleasesWhatIsLeft) {
+    makeQueue(true);
+    collector->block();
+    for (std::uint8_t i = 0; i < kPool; ++i) put(i);
+    ASSERT_TRUE(collector->waitUntilBlocked());
+    auto ending = std::async(std::launch::async, [this] { queue.reset(); });
+    EXPECT_EQ(ending.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);  // for the delivery
+    collector->release();
+    ASSERT_EQ(ending.wait_for(test::kDeadline), std::future_status::ready);
+    EXPECT_EQ(collector->sampleCount(), 1U);
+    EXPECT_EQ(freeSamples(), kPool);
+}
+
+TEST_F(QueueTest, BatchesAreSentWhenFullOrWhenAsked) {
+    OutputQueueSettings settings;
+    settings.batchSize = 3;
+    settings.batchExact = true;
+    for (const bool threaded : {false, true}) {
+        makeQueue(threaded, settings);
+        const std::size_t before = collector->sampleCount();
+        for (std::uint8_t i = 0; i < 5; ++i) put(i);
+        ASSERT_TRUE(collector->waitForSamples(before + 3));
+        queue->WaitUntilEmpty();
+        EXPECT_EQ(collector->sampleCount(), before + 3);
+        EXPECT_FALSE(queue->IsIdle());
+        queue->SendAnyway();
+        ASSERT_TRUE(collector->waitForSamples(before + 5));
+        put(6);
+        queue->EOS();
+        queue->WaitUntilEmpty();
+        EXPECT_TRUE(collector->waitForSamples(before + 6));
+    }
+    settings.batchExact = false;
+    makeQueue(true, settings);
+    put(1);
+    EXPECT_TRUE(collector->waitForSamples(13));  // a lone sample does not wait for company
+}
+
+TEST_F(QueueTest, AFlushDropsWhatIsQueuedAndOpensTheStreamAgain) {
+    for (const bool threaded : {false, true}) {
+        makeQueue(threaded);
+        const int flushes = collector->flushes();
+        const std::size_t before = collector->sampleCount();
+        if (threaded) {
+            collector->block();
+            for (std::uint8_t i = 0; i < 4; ++i) put(i);
+            ASSERT_TRUE(collector->waitUntilBlocked());
+        }
+        queue->BeginFlush();
+        queue->WaitUntilEmpty();
+        EXPECT_EQ(collector->flushes(), flushes + 1);
+        EXPECT_EQ(put(9), S_FALSE);
+        queue->EOS();
+        collector->release();
+        queue->EndFlush();
+        EXPECT_EQ(put(10), S_OK);
+        ASSERT_TRUE(collector->waitForSamples(before + (threaded ? 2 : 1)));
+        EXPECT_EQ(collector->samples().back().bytes[0], 10);
+        EXPECT_EQ(collector->endsOfStream(), 0);
+        queue.reset();
+    }
+}
+
+TEST_F(QueueTest, AFlushWithNothingToFlushCanBeKeptBack) {
+    OutputQueueSettings settings;
+    settings.flushingOption = true;
+    makeQueue(true, settings);
+    queue->BeginFlush();
+    queue->EndFlush();
+    EXPECT_EQ(collector->flushes(), 0);
+    put(1);
+    queue->BeginFlush();
+    queue->EndFlush();
+    EXPECT_EQ(collector->flushes(), 1);
+}
+
+TEST_F(QueueTest, CarriesALongStreamInOrder) {
+    OutputQueueSettings settings;
+    settings.listSize = kPool + 1;
+    makeQueue(true, settings);
+    constexpr std::uint32_t kSamples = 200'000;
+    for (std::uint32_t i = 0; i < kSamples; ++i) {
+        if (put(static_cast<std::uint8_t>(i)) != S_OK) FAIL() << "sample " << i;
+    }
+    queue->EOS();
+    ASSERT_TRUE(collector->waitForEnds(1));
+    const auto bytes = collector->bytes();
+    ASSERT_EQ(bytes.size(), kSamples);
+    for (std::uint32_t i = 0; i < kSamples; ++i) ASSERT_EQ(bytes[i], static_cast<std::uint8_t>(i));
+}

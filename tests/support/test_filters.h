@@ -1,0 +1,401 @@
+#pragma once
+// Two small filters to stand around a filter under test: one that collects what it is given, one that is fed by the
+// test. Both are component objects: hold them by ComPtr. Two connected pins hold each other's filters, so a test
+// disconnects what it connected; PinConnection does it by scope.
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <cstring>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "media/host/base_filter.h"
+#include "media/host/base_input_pin.h"
+#include "media/host/base_output_pin.h"
+#include "media/sample_helpers.h"
+
+namespace test {
+
+/// How long a test waits for what must happen.
+inline constexpr std::chrono::seconds kDeadline{20};
+
+using mcgate::platform::ComPtr;
+
+/// Connects at construction and disconnects both pins at destruction; the filters must be stopped by then.
+class PinConnection {
+public:
+    PinConnection(IPin* output, IPin* input, const AM_MEDIA_TYPE* type = nullptr)
+        : output_(output), input_(input), status_(output->Connect(input, type)) {}
+    ~PinConnection() { disconnect(); }
+    PinConnection(const PinConnection&) = delete;
+    PinConnection& operator=(const PinConnection&) = delete;
+
+    HRESULT status() const noexcept { return status_; }
+    void disconnect() {
+        if (output_) output_->Disconnect();
+        if (input_) input_->Disconnect();
+        output_.reset();
+        input_.reset();
+    }
+
+private:
+    ComPtr<IPin> output_;
+    ComPtr<IPin> input_;
+    HRESULT status_;
+};
+
+/// Takes a filter's events, with the graph that they belong to. Lives on the stack and outlives the filter's
+/// membership.
+class FakeGraph final : public IFilterGraph, public IMediaEventSink {
+public:
+    struct Event {
+        std::int32_t code;
+        std::intptr_t param1;
+        std::intptr_t param2;
+    };
+
+    HRESULT QueryInterface(const GUID& id, void** object) override {
+        *object = nullptr;
+        if (id == IMediaEventSink::iid) *object = static_cast<IMediaEventSink*>(this);
+        if (id == IFilterGraph::iid || id == IUnknown::iid) *object = static_cast<IFilterGraph*>(this);
+        return *object != nullptr ? S_OK : E_NOINTERFACE;
+    }
+    std::uint32_t AddRef() override { return 1; }
+    std::uint32_t Release() override { return 1; }
+    HRESULT AddFilter(IBaseFilter* filter, const WCHAR* name) override { return filter->JoinFilterGraph(this, name); }
+    HRESULT RemoveFilter(IBaseFilter* filter) override { return filter->JoinFilterGraph(nullptr, nullptr); }
+    HRESULT Notify(std::int32_t code, std::intptr_t param1, std::intptr_t param2) override {
+        const std::lock_guard hold(lock_);
+        events_.push_back({code, param1, param2});
+        return S_OK;
+    }
+
+    std::vector<Event> events() {
+        const std::lock_guard hold(lock_);
+        return events_;
+    }
+    int count(std::int32_t code) {
+        int found = 0;
+        for (const Event& event : events()) found += event.code == code ? 1 : 0;
+        return found;
+    }
+
+private:
+    std::mutex lock_;
+    std::vector<Event> events_;
+};
+
+/// A renderer with one input pin that takes any type, or the given ones, and keeps copies of what it receives.
+/// Threads: the settings and questions from any.
+class CollectingFilter final : public CBaseFilter {
+public:
+    struct Sample {
+        std::vector<std::uint8_t> bytes;
+        HRESULT timeStatus = S_OK;  ///< what GetTime gave
+        REFERENCE_TIME start = 0;
+        REFERENCE_TIME stop = 0;
+        bool discontinuity = false;
+        bool hasDataId = false;
+        std::uint64_t dataId = 0;
+        std::thread::id thread;
+        std::chrono::steady_clock::time_point arrived;
+    };
+
+    /// Without types any type is taken and none is offered.
+    explicit CollectingFilter(std::vector<CMediaType> types = {})
+        : CBaseFilter("Collector", nullptr, &filterLock_, GUID_NULL), pin_(*this, std::move(types)) {}
+
+    CBaseInputPin* input() noexcept { return &pin_; }
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
+
+    /// The answer to ReceiveCanBlock; S_OK at first.
+    void answerCanBlock(HRESULT status) {
+        set([&] { canBlock_ = status; });
+    }
+    /// Later samples are not kept and get this answer; S_OK takes them again.
+    void failWith(HRESULT status) {
+        set([&] { answer_ = status; });
+    }
+    /// Holds every Receive until release(); also EndOfStream, when asked for.
+    void block(bool endOfStreamToo = false) {
+        set([&] {
+            blocked_ = true;
+            blockEnd_ = endOfStreamToo;
+        });
+    }
+    void release() {
+        set([&] { blocked_ = blockEnd_ = false; });
+    }
+    /// Takes a reference on each sample until letGo(), so that the pool runs dry.
+    void holdSamples() {
+        set([&] { holding_ = true; });
+    }
+    void letGo() {
+        std::vector<ComPtr<IMediaSample>> held;
+        set([&] {
+            holding_ = false;
+            held.swap(held_);
+        });
+    }
+
+    std::vector<Sample> samples() {
+        const std::lock_guard hold(lock_);
+        return samples_;
+    }
+    std::size_t sampleCount() {
+        const std::lock_guard hold(lock_);
+        return samples_.size();
+    }
+    /// All payload in one piece.
+    std::vector<std::uint8_t> bytes() {
+        std::vector<std::uint8_t> all;
+        for (const Sample& sample : samples()) all.insert(all.end(), sample.bytes.begin(), sample.bytes.end());
+        return all;
+    }
+    int endsOfStream() {
+        const std::lock_guard hold(lock_);
+        return ends_;
+    }
+    int flushes() {
+        const std::lock_guard hold(lock_);
+        return flushes_;
+    }
+    /// Calls in the order in which they came: "sample", "end", "segment", "begin flush", "end flush".
+    std::vector<std::string> calls() {
+        const std::lock_guard hold(lock_);
+        return calls_;
+    }
+
+    /// All give false when it has not happened by the deadline.
+    bool waitForSamples(std::size_t count) {
+        return waitFor([&] { return samples_.size() >= count; });
+    }
+    bool waitForEnds(int count) {
+        return waitFor([&] { return ends_ >= count; });
+    }
+    bool waitUntilBlocked() {
+        return waitFor([&] { return inside_ > 0; });
+    }
+
+private:
+    class Pin final : public CBaseInputPin {
+    public:
+        Pin(CollectingFilter& filter, std::vector<CMediaType> types)
+            : CBaseInputPin(&filter, &filter.filterLock_, u"In"), owner_(filter), types_(std::move(types)) {}
+
+        HRESULT CheckMediaType(const CMediaType* type) override {
+            if (types_.empty()) return S_OK;
+            for (const CMediaType& known : types_) {
+                if (type->majortype == known.majortype && type->subtype == known.subtype) return S_OK;
+            }
+            return S_FALSE;
+        }
+        HRESULT GetMediaType(int position, CMediaType* type) override {
+            if (position < 0 || position >= static_cast<int>(types_.size())) return VFW_S_NO_MORE_ITEMS;
+            *type = types_[static_cast<std::size_t>(position)];
+            return S_OK;
+        }
+        HRESULT Receive(IMediaSample* sample) override {
+            const HRESULT status = CBaseInputPin::Receive(sample);
+            return status == S_OK ? owner_.take(*sample) : status;
+        }
+        HRESULT ReceiveCanBlock() override {
+            const std::lock_guard hold(owner_.lock_);
+            return owner_.canBlock_;
+        }
+        HRESULT EndOfStream() override {
+            owner_.end();
+            return S_OK;
+        }
+        HRESULT BeginFlush() override {
+            owner_.set([this] {
+                ++owner_.flushes_;
+                owner_.calls_.push_back("begin flush");
+            });
+            return CBaseInputPin::BeginFlush();
+        }
+        HRESULT EndFlush() override {
+            owner_.set([this] { owner_.calls_.push_back("end flush"); });
+            return CBaseInputPin::EndFlush();
+        }
+        HRESULT NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) override {
+            owner_.set([this] { owner_.calls_.push_back("segment"); });
+            return S_OK;
+        }
+
+    private:
+        CollectingFilter& owner_;
+        const std::vector<CMediaType> types_;
+    };
+
+    template <class Change>
+    void set(Change&& change) {
+        const std::lock_guard hold(lock_);
+        change();
+        changed_.notify_all();
+    }
+    template <class Condition>
+    bool waitFor(Condition&& condition) {
+        std::unique_lock hold(lock_);
+        return changed_.wait_for(hold, kDeadline, condition);
+    }
+
+    HRESULT take(IMediaSample& sample) {
+        std::unique_lock hold(lock_);
+        waitInside(hold, blocked_);
+        if (answer_ != S_OK) return answer_;
+        if (holding_) held_.emplace_back(&sample);
+        samples_.push_back(copy(sample));
+        calls_.push_back("sample");
+        changed_.notify_all();
+        return S_OK;
+    }
+    void end() {
+        std::unique_lock hold(lock_);
+        waitInside(hold, blockEnd_);
+        ++ends_;
+        calls_.push_back("end");
+        changed_.notify_all();
+    }
+    void waitInside(std::unique_lock<std::mutex>& hold, const bool& gate) {
+        if (!gate) return;
+        ++inside_;
+        changed_.notify_all();
+        changed_.wait(hold, [&gate] { return !gate; });
+        --inside_;
+    }
+    static Sample copy(IMediaSample& sample) {
+        Sample result;
+        std::uint8_t* data = nullptr;
+        if (SUCCEEDED(sample.GetPointer(&data))) result.bytes.assign(data, data + sample.GetActualDataLength());
+        result.timeStatus = sample.GetTime(&result.start, &result.stop);
+        result.discontinuity = IsSampleDiscontinuity(sample);
+        void* found = nullptr;
+        if (SUCCEEDED(sample.QueryInterface(IMediaSample3::iid, &found))) {
+            const auto sample3 = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
+            result.hasDataId = GetSampleDataId(*sample3, result.dataId);
+        }
+        result.thread = std::this_thread::get_id();
+        result.arrived = std::chrono::steady_clock::now();
+        return result;
+    }
+
+    CCritSec filterLock_;
+    std::mutex lock_;
+    std::condition_variable changed_;
+    HRESULT canBlock_ = S_OK;
+    HRESULT answer_ = S_OK;
+    bool blocked_ = false;
+    bool blockEnd_ = false;
+    bool holding_ = false;
+    int inside_ = 0;
+    int ends_ = 0;
+    int flushes_ = 0;
+    std::vector<Sample> samples_;
+    std::vector<ComPtr<IMediaSample>> held_;
+    std::vector<std::string> calls_;
+    Pin pin_;
+};
+
+/// What a fed sample carries beside its bytes.
+struct FeedOptions {
+    std::optional<REFERENCE_TIME> start = std::nullopt;
+    bool discontinuity = false;
+    std::optional<std::uint64_t> dataId = std::nullopt;
+    AM_MEDIA_TYPE* inlineType = nullptr;
+    std::uint32_t bufferFlags = 0;  ///< of GetDeliveryBuffer
+};
+
+/// A source with one output pin that offers the given types in order; the test calls deliver.
+/// Threads: deliver from one at a time.
+class FeedingFilter final : public CBaseFilter {
+public:
+    /// `least` raises what the input pin asks for: number and size of buffers, alignment, prefix.
+    FeedingFilter(std::vector<CMediaType> types, const ALLOCATOR_PROPERTIES& least)
+        : CBaseFilter("Feeder", nullptr, &filterLock_, GUID_NULL), pin_(*this, std::move(types), least) {}
+    explicit FeedingFilter(const CMediaType& type, std::int32_t buffers = 16, std::int32_t bytes = 2048)
+        : FeedingFilter(std::vector<CMediaType>{type}, {buffers, bytes, 1, 0}) {}
+
+    CBaseOutputPin* output() noexcept { return &pin_; }
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
+
+    /// Gets a buffer (waiting for one, unless the options say otherwise), fills it and delivers it on this thread.
+    /// Gives the status of the step that failed, or that of Receive.
+    HRESULT deliver(const std::vector<std::uint8_t>& bytes, const FeedOptions& options = {}) {
+        ComPtr<IMediaSample> sample;
+        HRESULT status = makeSample(bytes, options, sample);
+        if (status == S_OK) status = pin_.Deliver(sample.get());
+        return status;
+    }
+    /// The first half of deliver, for tests that deliver by themselves.
+    HRESULT makeSample(const std::vector<std::uint8_t>& bytes, const FeedOptions& options,
+                       ComPtr<IMediaSample>& sample) {
+        HRESULT status = pin_.GetDeliveryBuffer(sample.put(), nullptr, nullptr, options.bufferFlags);
+        if (FAILED(status)) return status;
+        status = sample->SetActualDataLength(static_cast<std::int32_t>(bytes.size()));
+        if (FAILED(status)) return status;
+        std::uint8_t* target = nullptr;
+        status = sample->GetPointer(&target);
+        if (FAILED(status)) return status;
+        if (!bytes.empty()) std::memcpy(target, bytes.data(), bytes.size());
+        sample->SetTime(options.start ? &*options.start : nullptr, nullptr);
+        sample->SetDiscontinuity(options.discontinuity ? 1 : 0);
+        if (options.inlineType != nullptr) sample->SetMediaType(options.inlineType);
+        if (options.dataId) setDataId(*sample, *options.dataId);
+        return S_OK;
+    }
+    HRESULT deliverEndOfStream() { return pin_.DeliverEndOfStream(); }
+
+private:
+    class Pin final : public CBaseOutputPin {
+    public:
+        Pin(FeedingFilter& filter, std::vector<CMediaType> types, const ALLOCATOR_PROPERTIES& least)
+            : CBaseOutputPin(&filter, &filter.filterLock_, u"Out"), types_(std::move(types)), least_(least) {}
+
+        HRESULT CheckMediaType(const CMediaType* type) override {
+            for (const CMediaType& known : types_) {
+                if (type->majortype == known.majortype && type->subtype == known.subtype) return S_OK;
+            }
+            return S_FALSE;
+        }
+        HRESULT GetMediaType(int position, CMediaType* type) override {
+            if (position < 0 || position >= static_cast<int>(types_.size())) return VFW_S_NO_MORE_ITEMS;
+            *type = types_[static_cast<std::size_t>(position)];
+            return S_OK;
+        }
+        HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
+            request->cBuffers = std::max(request->cBuffers, least_.cBuffers);
+            request->cbBuffer = std::max(request->cbBuffer, least_.cbBuffer);
+            request->cbAlign = std::max(request->cbAlign, least_.cbAlign);
+            request->cbPrefix = std::max(request->cbPrefix, least_.cbPrefix);
+            ALLOCATOR_PROPERTIES actual;
+            return allocator->SetProperties(request, &actual);
+        }
+
+    private:
+        const std::vector<CMediaType> types_;
+        const ALLOCATOR_PROPERTIES least_;
+    };
+
+    static void setDataId(IMediaSample& sample, std::uint64_t id) {
+        void* found = nullptr;
+        if (FAILED(sample.QueryInterface(IMediaSample3::iid, &found))) return;
+        const auto sample3 = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
+        std::uint8_t bytes[sizeof id];
+        std::memcpy(bytes, &id, sizeof id);
+        sample3->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), bytes, sizeof id);
+    }
+
+    CCritSec filterLock_;
+    Pin pin_;
+};
+
+}  // namespace test
