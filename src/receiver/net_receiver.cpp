@@ -17,6 +17,20 @@ namespace {
 constexpr int kHighest = 2;
 constexpr std::chrono::milliseconds kPauseAfterFailure{1};
 
+// The status of a step of starting, whatever it throws.
+template <class Step>
+HRESULT guarded(Step&& step) {
+    try {
+        return step();
+    } catch (const quorvel::system::com_utils::v1::COMException& failure) {
+        return failure.code;
+    } catch (const std::exception&) {
+        return E_FAIL;
+    } catch (...) {
+        return mcgate::foundation::statusOfCurrentException();
+    }
+}
+
 }  // namespace
 
 CNetReceiver::CNetReceiver(IReceiverPin& pin, DataPresence& presence, Makers makers)
@@ -33,7 +47,12 @@ std::unique_ptr<ReceiverMakers::IRawMembershipSender> ReceiverMakers::makeRawSen
 }
 
 HRESULT CNetReceiver::Start(const Endpoint& target) {
-    try {
+    const HRESULT status = Open(target);
+    return FAILED(status) ? status : Launch();
+}
+
+HRESULT CNetReceiver::Open(const Endpoint& target) {
+    return guarded([&] {
         StopThread();
         const std::lock_guard hold(receiveLock_);
         lost_.reset();
@@ -41,25 +60,21 @@ HRESULT CNetReceiver::Start(const Endpoint& target) {
         listener_ = makers_.listener(target);
         silentMs_ = 0;
         expiries_ = 0;
-        return startThread();
-    } catch (const quorvel::system::com_utils::v1::COMException& failure) {
-        return failure.code;
-    } catch (const std::exception&) {
-        return E_FAIL;
-    } catch (...) {
-        return mcgate::foundation::statusOfCurrentException();
-    }
+        return S_OK;
+    });
 }
 
-HRESULT CNetReceiver::startThread() {
-    stopEvent_.reset();
-    ended_.reset();
-    auto thread = std::make_unique<Thread>([this] { ThreadBody(); }, quorvel::system::thread::v1::kStartSuspended);
-    if (!thread->handle().setPriority(kHighest) || !thread->handle().resume()) {
-        return HRESULT_FROM_WIN32(mcgate::platform::lastError());
-    }
-    workerThread_ = std::move(thread);
-    return S_OK;
+HRESULT CNetReceiver::Launch() {
+    return guarded([this] {
+        stopEvent_.reset();
+        ended_.reset();
+        auto thread = std::make_unique<Thread>([this] { ThreadBody(); }, quorvel::system::thread::v1::kStartSuspended);
+        if (!thread->handle().setPriority(kHighest) || !thread->handle().resume()) {
+            return HRESULT_FROM_WIN32(mcgate::platform::lastError());
+        }
+        workerThread_ = std::move(thread);
+        return S_OK;
+    });
 }
 
 void CNetReceiver::StopThread() {

@@ -68,6 +68,10 @@ public:
     /// Ends the present worker, opens and joins `target`, starts a worker. A failure leaves no thread, and no listener
     /// if that was what failed: E_FAIL, or the code of a status exception.
     HRESULT Start(const Endpoint& target);
+    /// The two halves of Start: Launch may be called with the filter's lock held, so that the first turn waits for the pin
+    /// to be active.
+    HRESULT Open(const Endpoint& target);
+    HRESULT Launch();
     /// Returns when the worker has ended: within a turn (about 100 ms) unless downstream blocks in a direct call.
     void StopThread();
     /// The worker's life.
@@ -97,7 +101,6 @@ private:
     void rebuildListener();
     void repairListener();
     void expireWithoutListener();
-    HRESULT startThread();
 
     static constexpr std::int32_t kTurnMs = 100;
     static constexpr std::int32_t kSmallestSample = 1500;

@@ -83,8 +83,8 @@ HRESULT CNetworkReceiverFilter::basePause() {
     return FAILED(status) ? status : S_OK;
 }
 
-// The socket opens and the worker runs before the pin is active; nobody but this thread can leave the stopped state
-// meanwhile, as that takes configLock_.
+// Nobody but this thread can leave the stopped state meanwhile, as that takes configLock_. The worker starts with the
+// filter's lock held, so that its first turn finds the pin active.
 HRESULT CNetworkReceiverFilter::pauseOutOfStopped() {
     auto fresh = std::make_unique<CNetReceiver>(*pin_, presence_, makers_);
     CNetReceiver& worker = *fresh;
@@ -93,17 +93,19 @@ HRESULT CNetworkReceiverFilter::pauseOutOfStopped() {
         worker_ = std::move(fresh);
         worker.setThreshold(timeoutMs_.load() / 2);
     }
-    const HRESULT started = startReception(worker);
-    if (FAILED(started)) return started;
-    const std::lock_guard hold(filterLock_);
-    return basePause();
-}
-
-HRESULT CNetworkReceiverFilter::startReception(CNetReceiver& worker) {
     const Endpoint target = source();
-    if (!isConfigured(target)) return S_OK;
-    presence_.present.store(0);
-    return worker.Start(target);
+    const bool configured = isConfigured(target);
+    if (configured) {
+        presence_.present.store(0);
+        const HRESULT opened = worker.Open(target);
+        if (FAILED(opened)) return opened;
+    }
+    const std::lock_guard hold(filterLock_);
+    if (configured) {
+        const HRESULT launched = worker.Launch();
+        if (FAILED(launched)) return launched;
+    }
+    return basePause();
 }
 
 HRESULT CNetworkReceiverFilter::Stop() {

@@ -63,7 +63,6 @@ private:
     bool swapIfDifferent(Endpoint& fresh);
     HRESULT pauseActive();
     HRESULT pauseOutOfStopped();
-    HRESULT startReception(CNetReceiver& worker);
     HRESULT basePause();
 
     CCritSec filterLock_;

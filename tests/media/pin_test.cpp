@@ -31,7 +31,7 @@ GUID connectedMajor(IPin* pin) {
     return type.majortype;
 }
 
-constexpr ALLOCATOR_PROPERTIES kSmallPool{3, 64, 1, 0};
+constexpr ALLOCATOR_PROPERTIES kSmallPool{3, 64, 0, 0};
 
 /// A feeder and a collector that agree on one type, connected.
 struct Chain {
@@ -133,6 +133,22 @@ TEST(Identity, AnAggregatedObjectShowsTheOuterOneAndKeepsItsOwn) {
         EXPECT_EQ(outer.count(), 1U);
     }
     EXPECT_EQ(CBaseObject::ObjectsActive(), before);
+}
+
+TEST(Identity, ReferencesTakenDuringDestructionDoNoHarm) {
+    struct Clinging final : CUnknown {
+        explicit Clinging(int& ends) : CUnknown(nullptr), ends_(ends) {}
+        ~Clinging() override {
+            NonDelegatingAddRef();
+            if (++ends_ == 1) NonDelegatingRelease();
+        }
+        int& ends_;
+    };
+    int ends = 0;
+    auto* const object = new Clinging(ends);
+    object->NonDelegatingAddRef();
+    object->NonDelegatingRelease();
+    EXPECT_EQ(ends, 1);
 }
 
 TEST(Identity, APinsReferencesAreItsFilters) {
@@ -356,6 +372,9 @@ TEST(InputPin, LooksAtStoppedThenFlushingThenRunTimeError) {
     chain.collector->Pause();  // the stop took flushing and error away
     EXPECT_EQ(chain.feeder->deliver({5}), S_OK);
     EXPECT_EQ(chain.collector->bytes(), (std::vector<std::uint8_t>{1, 5}));
+    chain.collector->Stop();
+    pin.BeginFlush();
+    EXPECT_EQ(pin.Receive(sample.get()), VFW_E_WRONG_STATE);
     graph.RemoveFilter(chain.collector.get());
 }
 

@@ -155,6 +155,11 @@ TEST(MediaSample, PropertiesGoOutAndInAsOneRecord) {
     ASSERT_EQ(sample->SetProperties(sizeof record, raw), S_OK);
     EXPECT_EQ(sample->GetMediaType(&copy), S_FALSE);
     EXPECT_EQ(copy, nullptr);
+    // Nor does the flag alone make a type.
+    flags[2] = AM_SAMPLE_TYPECHANGED | AM_SAMPLE_SPLICEPOINT;
+    ASSERT_EQ(sample->SetProperties(sizeof flags, reinterpret_cast<std::uint8_t*>(flags)), S_OK);
+    sample->GetProperties(sizeof record, raw);
+    EXPECT_EQ(record.dwSampleFlags, AM_SAMPLE_SPLICEPOINT);
 }
 
 TEST(MediaSample, ARoundThroughThePoolClearsAllButTheMemory) {

@@ -167,6 +167,11 @@ public:
         const std::lock_guard hold(lock_);
         return flushes_;
     }
+    /// Lengths of the batches that came through ReceiveMultiple.
+    std::vector<std::int32_t> batches() {
+        const std::lock_guard hold(lock_);
+        return batches_;
+    }
     /// Calls in the order in which they came: "sample", "end", "segment", "begin flush", "end flush".
     std::vector<std::string> calls() {
         const std::lock_guard hold(lock_);
@@ -205,6 +210,10 @@ private:
         HRESULT Receive(IMediaSample* sample) override {
             const HRESULT status = CBaseInputPin::Receive(sample);
             return status == S_OK ? owner_.take(*sample) : status;
+        }
+        HRESULT ReceiveMultiple(IMediaSample** samples, std::int32_t count, std::int32_t* processed) override {
+            owner_.set([this, count] { owner_.batches_.push_back(count); });
+            return CBaseInputPin::ReceiveMultiple(samples, count, processed);
         }
         HRESULT ReceiveCanBlock() override {
             const std::lock_guard hold(owner_.lock_);
@@ -301,6 +310,7 @@ private:
     std::vector<Sample> samples_;
     std::vector<ComPtr<IMediaSample>> held_;
     std::vector<std::string> calls_;
+    std::vector<std::int32_t> batches_;
     Pin pin_;
 };
 
@@ -321,7 +331,7 @@ public:
     FeedingFilter(std::vector<CMediaType> types, const ALLOCATOR_PROPERTIES& least)
         : CBaseFilter("Feeder", nullptr, &filterLock_, GUID_NULL), pin_(*this, std::move(types), least) {}
     explicit FeedingFilter(const CMediaType& type, std::int32_t buffers = 16, std::int32_t bytes = 2048)
-        : FeedingFilter(std::vector<CMediaType>{type}, {buffers, bytes, 1, 0}) {}
+        : FeedingFilter(std::vector<CMediaType>{type}, {buffers, bytes, 0, 0}) {}
 
     CBaseOutputPin* output() noexcept { return &pin_; }
     int GetPinCount() override { return 1; }

@@ -1,0 +1,83 @@
+#include "network/net_listener.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "network/sock_udp_sender.h"
+
+namespace {
+
+using namespace quorvel::network::udp::lib_udp::v2_1;
+
+constexpr std::int32_t kSoon = 2'000'000;  // microseconds within which loopback delivers
+constexpr std::int32_t kNow = 0;
+
+void sendTo(const char* remote, std::uint16_t port, const std::string& text) {
+    SockUdpSender sender(MakeDestinationAddresses("127.0.0.1", port, remote));
+    UdpPacket packet;
+    packet.size = static_cast<std::uint16_t>(text.size());
+    std::copy(text.begin(), text.end(), packet.payload.begin());
+    sender.send(packet);
+}
+
+std::string receive(INetListener& listener) {
+    char buffer[2048];
+    if (!listener.WaitForData(kSoon)) return "nothing";
+    const auto length = listener.Receive(buffer, sizeof buffer);
+    return length < 0 ? "error" : std::string(buffer, static_cast<std::size_t>(length));
+}
+
+std::string failureOf(const Endpoint& target) {
+    try {
+        const NetListener listener(target);
+    } catch (const std::exception& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST(NetListener, TwoListenersOfAGroupGetAllOfItAndNothingElse) {
+    const auto target = MakeEndpoint("127.0.0.1", 45001, "239.77.1.1", "");
+    NetListener one(target);
+    NetListener two(target);
+    NetListener other(MakeEndpoint("127.0.0.1", 45001, "239.77.1.2", ""));
+    sendTo("239.77.1.2", 45001, "for the other");
+    sendTo("239.77.1.1", 45001, "for both");
+    EXPECT_EQ(receive(one), "for both");
+    EXPECT_EQ(receive(two), "for both");
+    EXPECT_EQ(receive(other), "for the other");
+    EXPECT_FALSE(one.WaitForData(kNow));
+}
+
+TEST(NetListener, ASourceSpecificJoinHearsItsSourceAlone) {
+    NetListener from1(MakeEndpoint("127.0.0.1", 45002, "232.77.1.1", "127.0.0.1"));
+    NetListener from9(MakeEndpoint("127.0.0.1", 45002, "232.77.1.1", "127.0.0.9"));
+    sendTo("232.77.1.1", 45002, "hello");
+    EXPECT_EQ(receive(from1), "hello");
+    EXPECT_FALSE(from9.WaitForData(kNow));
+}
+
+TEST(NetListener, EmptyAndOversizedDatagramsAreToldApart) {
+    NetListener listener(MakeEndpoint("127.0.0.1", 45003, "0.0.0.0", ""));
+    sendTo("127.0.0.1", 45003, "");
+    sendTo("127.0.0.1", 45003, std::string(100, 'x'));
+    sendTo("127.0.0.1", 45003, "after");
+    char buffer[64];
+    ASSERT_TRUE(listener.WaitForData(kSoon));
+    EXPECT_EQ(listener.Receive(buffer, sizeof buffer), 0);
+    ASSERT_TRUE(listener.WaitForData(kSoon));
+    EXPECT_LT(listener.Receive(buffer, sizeof buffer), 0);
+    EXPECT_EQ(receive(listener), "after");
+    EXPECT_LT(listener.Receive(buffer, sizeof buffer), 0) << "nothing is there, and nothing is waited for";
+}
+
+TEST(NetListener, FailuresNameTheStep) {
+    EXPECT_EQ(failureOf(MakeEndpoint("203.0.113.7", 45004, "239.77.1.1", "")),
+              "JoinMulticastSource: unable to retrieve interface Index");
+    EXPECT_EQ(failureOf(MakeEndpoint("203.0.113.7", 45004, "0.0.0.0", "")), "BindSocket bind failed with 10049");
+    EXPECT_EQ(failureOf(Endpoint()), "CreateSocket socket failed with 10047");
+    EXPECT_EQ(failureOf(MakeEndpoint("127.0.0.1", 45004, "239.77.1.1", "::1")), "JoinMulticastSource setsockopt failed with 10049");
+}
+
+}  // namespace
