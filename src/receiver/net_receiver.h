@@ -68,8 +68,8 @@ public:
     /// Ends the present worker, opens and joins `target`, starts a worker. A failure leaves no thread, and no listener
     /// if that was what failed: E_FAIL, or the code of a status exception.
     HRESULT Start(const Endpoint& target);
-    /// The two halves of Start: Launch may be called with the filter's lock held, so that the first turn waits for the pin
-    /// to be active.
+    /// The two halves of Start: Launch may be called with the filter's lock held, so that the first turn waits for the
+    /// pin to be active.
     HRESULT Open(const Endpoint& target);
     HRESULT Launch();
     /// Returns when the worker has ended: within a turn (about 100 ms) unless downstream blocks in a direct call.

@@ -33,18 +33,26 @@ TEST(Endpoint, TheGroupTextAloneDecides) {
         std::uint16_t sourceFamily;
     };
     const Case cases[] = {
-        {"192.168.1.10", 5000, "0.0.0.0", "10.0.0.1", 0, true, 0}, {"192.168.1.10", 5000, "::", "", 0, true, 0},
-        {"192.168.1.10", 5000, "0:0::0", "", 0, true, 0},          {"192.168.1.10", 5000, "239.1.2.3", "", 1, true, 0},
-        {"192.168.1.10", 5000, "239.1.2.3", "0.0.0.0", 1, true, 2}, {"fd00::1", 5000, "ff15::1", "fd00::2", 1, true, 23},
-        {"fd00::1", 5000, "239.1.2.3", "", 1, true, 0},            {"192.168.1.10", 5000, "192.168.1.1", "", 1, false, 0},
-        {"192.168.1.10", 5000, "240.0.0.1", "", 1, false, 0},      {"host", 5000, "239.1.2.3", "", 1, false, 0},
-        {"host", 5000, "0.0.0.0", "", 0, false, 0},                {"224.0.0.1", 5000, "239.1.2.3", "", 1, false, 0},
-        {"1.2.3.4", 5000, "239.1.2.3", "239.1.1.1", 1, false, 0},  {"1.2.3.4", 65536, "239.1.2.3", "", 1, false, 0},
+        {"192.168.1.10", 5000, "0.0.0.0", "10.0.0.1", 0, true, 0},
+        {"192.168.1.10", 5000, "::", "", 0, true, 0},
+        {"192.168.1.10", 5000, "0:0::0", "", 0, true, 0},
+        {"192.168.1.10", 5000, "239.1.2.3", "", 1, true, 0},
+        {"192.168.1.10", 5000, "239.1.2.3", "0.0.0.0", 1, true, 2},
+        {"fd00::1", 5000, "ff15::1", "fd00::2", 1, true, 23},
+        {"fd00::1", 5000, "239.1.2.3", "", 1, true, 0},
+        {"192.168.1.10", 5000, "192.168.1.1", "", 1, false, 0},
+        {"192.168.1.10", 5000, "240.0.0.1", "", 1, false, 0},
+        {"host", 5000, "239.1.2.3", "", 1, false, 0},
+        {"host", 5000, "0.0.0.0", "", 0, false, 0},
+        {"224.0.0.1", 5000, "239.1.2.3", "", 1, false, 0},
+        {"1.2.3.4", 5000, "239.1.2.3", "239.1.1.1", 1, false, 0},
+        {"1.2.3.4", 65536, "239.1.2.3", "", 1, false, 0},
     };
     for (const auto& one : cases) {
         const Endpoint made = MakeEndpoint(one.local, one.port, one.group, one.source);
         EXPECT_EQ(made.tag(), one.tag) << one.local << ' ' << one.group;
-        EXPECT_EQ(EndpointPort(made) != 0 && EndpointFamily(made) != 0, one.configured) << one.local << ' ' << one.group;
+        EXPECT_EQ(EndpointPort(made) != 0 && EndpointFamily(made) != 0, one.configured)
+            << one.local << ' ' << one.group;
         EXPECT_EQ(EndpointSource(made).family(), one.sourceFamily) << one.local << ' ' << one.group;
     }
     EXPECT_EQ(failureOf([] { MakeEndpoint("1.2.3.4", 1, "", ""); }), "invalid ip address: ");
@@ -62,7 +70,8 @@ TEST(Endpoint, IsAValueComparedByContent) {
     EXPECT_EQ(EndpointFamily(Endpoint()), 0);
     EXPECT_EQ(AddressToText(EndpointGroup(Endpoint())).text, "");
     Endpoint moved = std::move(copy);
-    EXPECT_THROW(EndpointLocal(copy), std::runtime_error);  // NOLINT(bugprone-use-after-move): that it is told is the point
+    EXPECT_THROW(EndpointLocal(copy),
+                 std::runtime_error);  // NOLINT(bugprone-use-after-move): that it is told is the point
 }
 
 TEST(Address, DestinationsAreValidatedOnTheirLocalSide) {
@@ -88,8 +97,8 @@ TEST(Address, TheLoopbackInterfaceIsFoundByItsAddress) {
 }
 
 TEST(RawMembershipSender, TheReportIsTheRfc2236One) {
-    const auto report = quorvel::network::ip::igmp_socket::v0::membershipReport(
-        mcgate::platform::ipv4WordOfText("239.1.2.3"));
+    const auto report =
+        quorvel::network::ip::igmp_socket::v0::membershipReport(mcgate::platform::ipv4WordOfText("239.1.2.3"));
     EXPECT_EQ(report, (std::array<std::uint8_t, 8>{0x16, 0x00, 0xF8, 0xFA, 0xEF, 0x01, 0x02, 0x03}));
 }
 

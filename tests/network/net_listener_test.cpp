@@ -77,7 +77,8 @@ TEST(NetListener, FailuresNameTheStep) {
               "JoinMulticastSource: unable to retrieve interface Index");
     EXPECT_EQ(failureOf(MakeEndpoint("203.0.113.7", 45004, "0.0.0.0", "")), "BindSocket bind failed with 10049");
     EXPECT_EQ(failureOf(Endpoint()), "CreateSocket socket failed with 10047");
-    EXPECT_EQ(failureOf(MakeEndpoint("127.0.0.1", 45004, "239.77.1.1", "::1")), "JoinMulticastSource setsockopt failed with 10049");
+    EXPECT_EQ(failureOf(MakeEndpoint("127.0.0.1", 45004, "239.77.1.1", "::1")),
+              "JoinMulticastSource setsockopt failed with 10049");
 }
 
 }  // namespace

@@ -39,16 +39,24 @@ TEST_F(NetSenderTest, DatagramsFollowFromTheSampleLengths) {
         Sizes datagrams;
     };
     const Case cases[] = {
-        {Sizes(7, 188), {}},          {Sizes(8, 188), {1316}},     {{1316, 1316}, {1316}},
-        {{1500}, {1500}},             {{1499}, {}},                {{100, 1500}, {100, 1500}},
-        {{3200}, {1500, 1500, 200}},  {{1000, 500}, {}},           {{1000, 500, 1}, {1500}},
-        {{0, 10, 0, 1495}, {10}},     {{64500, 1}, Sizes(43, 1500)},
+        {Sizes(7, 188), {}},
+        {Sizes(8, 188), {1316}},
+        {{1316, 1316}, {1316}},
+        {{1500}, {1500}},
+        {{1499}, {}},
+        {{100, 1500}, {100, 1500}},
+        {{3200}, {1500, 1500, 200}},
+        {{1000, 500}, {}},
+        {{1000, 500, 1}, {1500}},
+        {{0, 10, 0, 1495}, {10}},
+        {{64500, 1}, Sizes(43, 1500)},
     };
     for (const auto& one : cases) {
         test::FakeNetwork fresh;
         NetSender here(log, fresh.maker());
         here.setDestinations(std::vector<DestinationAddresses>(1));
-        for (const auto size : one.samples) here.sendAggregated(numbered(size).data(), static_cast<std::uint16_t>(size), 0);
+        for (const auto size : one.samples)
+            here.sendAggregated(numbered(size).data(), static_cast<std::uint16_t>(size), 0);
         EXPECT_EQ(fresh.sizes(), one.datagrams) << "first sample " << one.samples.front();
     }
 }

@@ -56,7 +56,9 @@ private:
 /// A pin that is not active, so that turns read into the scratch buffer.
 class IdlePin final : public IReceiverPin {
 public:
-    HRESULT GetDeliveryBuffer(IMediaSample**, REFERENCE_TIME*, REFERENCE_TIME*, std::uint32_t) override { return answer; }
+    HRESULT GetDeliveryBuffer(IMediaSample**, REFERENCE_TIME*, REFERENCE_TIME*, std::uint32_t) override {
+        return answer;
+    }
     HRESULT Deliver(IMediaSample*) override { return S_OK; }
     bool BreakWait() override { return false; }
     void MendAfterBreak() override {}
@@ -70,14 +72,15 @@ public:
     std::string heard;
 };
 
-/// The worker's turns on the test's thread. Start makes a thread, so the listener is put in place by a Start whose thread
-/// is stopped again before the first turn counts.
+/// The worker's turns on the test's thread. Start makes a thread, so the listener is put in place by a Start whose
+/// thread is stopped again before the first turn counts.
 struct NetReceiverTest : testing::Test {
     Wire wire;
     IdlePin pin;
     DataPresence presence;
     Listener listener;
-    CNetReceiver receiver{pin, presence,
+    CNetReceiver receiver{pin,
+                          presence,
                           {[this](const Endpoint& target) -> std::unique_ptr<INetListener> {
                                if (wire.refuseListener) throw std::runtime_error("interface gone");
                                ++wire.made;

@@ -100,7 +100,8 @@ TEST_F(ReceiverFilterTest, ConfigurationIsValidatedAndReadBack) {
         ASSERT_EQ(filter->SetSource(70000, one.local, one.group, one.source), S_OK);
         ASSERT_EQ(filter->GetSource(&group, &port, &local, &source), S_OK);
         using mcgate::platform::toNarrow;
-        EXPECT_EQ(toNarrow(local) + " " + toNarrow(group) + " " + toNarrow(source) + " " + std::to_string(port), one.back);
+        EXPECT_EQ(toNarrow(local) + " " + toNarrow(group) + " " + toNarrow(source) + " " + std::to_string(port),
+                  one.back);
         for (BSTR text : {group, local, source}) SysFreeString(text);
     }
     ASSERT_EQ(filter->SetSource(5000, u"203.0.113.7", u"239.1.1.1", u""), S_OK);

@@ -151,8 +151,9 @@ TEST_F(NetworkSendTest, SamplesCrossInOrderAndEndIsToldOnce) {
     filter->SetOutputCrossingCallback(&output);
     run();
     for (std::uint64_t id = 1; id <= 50; ++id) {
-        ASSERT_EQ(feeder->deliver(std::vector<std::uint8_t>(1500, static_cast<std::uint8_t>(id)), {.start = 0, .dataId = id}),
-                  S_OK);
+        ASSERT_EQ(
+            feeder->deliver(std::vector<std::uint8_t>(1500, static_cast<std::uint8_t>(id)), {.start = 0, .dataId = id}),
+            S_OK);
         ASSERT_TRUE(output.waitFor(id));
     }
     EXPECT_EQ(input.ids(), output.ids());

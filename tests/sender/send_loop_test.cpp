@@ -58,8 +58,7 @@ struct SendLoopTest : testing::Test {
                                     nowMs += ms;
                                     return false;
                                 },
-                                [this]() -> NetSender& { return sender; },
-                                log});
+                                [this]() -> NetSender& { return sender; }, log});
     }
     void push(std::int64_t timeMs, std::int32_t bytes = 1500) {
         ComPtr<IMediaSample> sample(new COOBMediaSample(payload.data(), bytes));
@@ -158,7 +157,8 @@ TEST_F(SendLoopTest, AStepOfTheClockIsSpreadOverASecond) {
         shortest = std::min(shortest, leaves(loop, time) - before);
     }
     EXPECT_GE(shortest, 5) << "no burst";
-    EXPECT_NEAR(static_cast<double>(nowMs), static_cast<double>(time - 20 - 500), 5.0) << "and in the end it is followed";
+    EXPECT_NEAR(static_cast<double>(nowMs), static_cast<double>(time - 20 - 500), 5.0)
+        << "and in the end it is followed";
 }
 
 TEST_F(SendLoopTest, WithoutAClockOrPacingSamplesLeaveAsTheyCome) {

@@ -59,7 +59,8 @@ public:
     }
     bool waitForFull(int times) {
         std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, std::chrono::seconds(20), [&] { return static_cast<int>(full_.size()) >= times; });
+        return changed_.wait_for(hold, std::chrono::seconds(20),
+                                 [&] { return static_cast<int>(full_.size()) >= times; });
     }
 
 private:

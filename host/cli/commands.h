@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "cli/report.h"
+
+namespace mcgate::host {
+
+struct SendOptions {
+    std::string input;
+    std::vector<std::string> destinations;
+    std::int64_t offsetMs = 0;
+    bool noPacing = false;
+    bool loop = false;
+    ReportForm report = ReportForm::Text;
+};
+
+struct ReceiveOptions {
+    std::string url;
+    std::string out;
+    std::int32_t timeoutMs = 5000;
+    double durationSeconds = 0;  ///< 0: without end
+    double idleExitSeconds = 0;  ///< 0: never
+    ReportForm report = ReportForm::Text;
+};
+
+struct GenerateOptions {
+    std::uint64_t rate = 0;
+    double seconds = 0;
+    std::uint64_t seed = 1;
+    std::string out;
+};
+
+/// Each gives the exit status: 0, or 1 for a failure while running. They throw UsageError for wrong use and
+/// std::runtime_error for what could not be begun.
+int runSend(const SendOptions& options);
+int runReceive(const ReceiveOptions& options);
+int runGenerate(const GenerateOptions& options);
+
+}  // namespace mcgate::host

@@ -1,0 +1,41 @@
+#include "cli/host_log.h"
+
+#include <cstdarg>
+#include <cstdio>
+#include <string_view>
+
+#include "foundation/log_perf.h"
+
+namespace mcgate::host {
+
+void HostLog::Log(std::uint32_t level, const char* format, ...) {
+    quorvel::log::log_perf::v4::LogLine line;
+    std::va_list arguments;
+    va_start(arguments, format);
+    quorvel::log::log_perf::v4::formatLine(line, format, arguments);
+    va_end(arguments);
+    follow(line.data());
+    constexpr const char* kNames[] = {"error", "warning", "info"};
+    const std::lock_guard hold(lock_);
+    if (level == 0) lastError_ = line.data();
+    if (showLines_) std::fprintf(stderr, "%s: %s\n", kNames[level < 2 ? level : 2], line.data());
+}
+
+void HostLog::follow(const char* line) {
+    int configured = 0;
+    int grown = 0;
+    if (std::sscanf(line, "Time offset stabilizing from %d+%d ms", &configured, &grown) == 2 ||
+        std::sscanf(line, "Time offset stabilized to %d+%d ms", &configured, &grown) == 2) {
+        configuredMs_ = configured;
+        holdBackMs_ = configured + grown;
+    } else if (std::string_view(line) == "Flush end") {
+        holdBackMs_ = configuredMs_.load();
+    }
+}
+
+std::string HostLog::lastError() {
+    const std::lock_guard hold(lock_);
+    return lastError_;
+}
+
+}  // namespace mcgate::host

@@ -1,0 +1,74 @@
+#include "cli/report.h"
+
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+namespace mcgate::host {
+
+namespace {
+
+template <class Value>
+nlohmann::json orNull(const std::optional<Value>& value) {
+    return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
+}
+
+}  // namespace
+
+void Report::write(const ReportValues& values, bool final) {
+    const auto now = Clock::now();
+    const std::chrono::duration<double> whole = now - start_;
+    const std::chrono::duration<double> since = final ? whole : now - last_;
+    const auto bytes = static_cast<double>(final ? values.bytes : values.bytes - lastBytes_);
+    const double bitRate = since.count() > 0 ? bytes * 8 / since.count() : 0;
+    if (form_ == ReportForm::Json) writeJson(values, whole.count(), bitRate, final);
+    if (form_ == ReportForm::Text) writeText(values, whole.count(), bitRate, final);
+    last_ = now;
+    lastBytes_ = values.bytes;
+    while (next_ <= now) next_ += std::chrono::seconds(1);
+}
+
+void Report::writeJson(const ReportValues& values, double seconds, double bitRate, bool final) const {
+    nlohmann::ordered_json line{{"time_s", seconds},
+                                {"datagrams", values.datagrams},
+                                {"bytes", values.bytes},
+                                {"bit_rate", bitRate},
+                                {"dropped_samples", orNull(values.droppedSamples)},
+                                {"kernel_drops", orNull(values.kernelDrops)},
+                                {"continuity_errors", orNull(values.continuityErrors)},
+                                {"data_present", values.dataPresent},
+                                {"hold_back_ms", orNull(values.holdBackMs)},
+                                {"queued_samples", orNull(values.queuedSamples)},
+                                {"buffer_full_notices", orNull(values.bufferFullNotices)}};
+    if (values.spacing) {
+        line["spacing_error_ms"] = {
+            {"median", values.spacing->medianMs}, {"p99", values.spacing->p99Ms}, {"max", values.spacing->maxMs}};
+    }
+    if (final) line["final"] = true;
+    std::fprintf(stderr, "%s\n", line.dump().c_str());
+}
+
+void Report::writeText(const ReportValues& values, double seconds, double bitRate, bool final) const {
+    std::ostringstream line;
+    line.precision(2);
+    line << std::fixed << name_ << (final ? " total " : " ") << seconds << " s  " << bitRate / 1e6 << " Mbit/s  "
+         << values.datagrams << " datagrams";
+    if (values.droppedSamples) line << "  dropped " << *values.droppedSamples;
+    if (values.kernelDrops) line << "  kernel drops " << *values.kernelDrops;
+    if (values.continuityErrors) line << "  continuity errors " << *values.continuityErrors;
+    if (values.holdBackMs) line << "  hold-back " << *values.holdBackMs << " ms";
+    line << (values.dataPresent ? "  data present" : "  no data");
+    if (values.spacing) {
+        line << "  spacing error " << values.spacing->medianMs << " / " << values.spacing->p99Ms << " / "
+             << values.spacing->maxMs << " ms (median / p99 / max)";
+    }
+    std::fprintf(stderr, "%s\n", line.str().c_str());
+    if (values.kernelDrops.value_or(0) > 0) {
+        std::fprintf(stderr,
+                     "%s: the kernel dropped %llu datagrams because the socket's receive buffer was full; "
+                     "sysctl -w net.core.rmem_max=2097152 allows the buffer that is asked for\n",
+                     name_.c_str(), static_cast<unsigned long long>(*values.kernelDrops));
+    }
+}
+
+}  // namespace mcgate::host

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace mcgate::host {
+
+enum class ReportForm { Text, Json, None };
+
+/// What a report tells at one moment. Absent values don't apply, or were not measured.
+struct ReportValues {
+    std::uint64_t datagrams = 0;
+    std::uint64_t bytes = 0;
+    std::optional<std::uint64_t> droppedSamples;
+    std::optional<std::uint64_t> kernelDrops;
+    std::optional<std::uint64_t> continuityErrors;
+    bool dataPresent = false;
+    std::optional<int> holdBackMs;
+    std::optional<std::uint64_t> queuedSamples;
+    std::optional<std::uint64_t> bufferFullNotices;
+    struct Spacing {
+        double medianMs = 0;
+        double p99Ms = 0;
+        double maxMs = 0;
+    };
+    std::optional<Spacing> spacing;
+};
+
+/// Writes a line or a JSON object a second to standard error, and a last one. One thread.
+class Report {
+public:
+    explicit Report(ReportForm form, std::string name) : form_(form), name_(std::move(name)) {}
+    /// True once a second: it is time for the next line.
+    bool due() const { return std::chrono::steady_clock::now() >= next_; }
+    void write(const ReportValues& values, bool final);
+
+private:
+    using Clock = std::chrono::steady_clock;
+    void writeJson(const ReportValues& values, double seconds, double bitRate, bool final) const;
+    void writeText(const ReportValues& values, double seconds, double bitRate, bool final) const;
+
+    const ReportForm form_;
+    const std::string name_;
+    const Clock::time_point start_ = Clock::now();
+    Clock::time_point last_ = start_;
+    Clock::time_point next_ = start_ + std::chrono::seconds(1);
+    std::uint64_t lastBytes_ = 0;
+};
+
+}  // namespace mcgate::host

@@ -1,0 +1,155 @@
+#include "cli/url.h"
+
+#include <cctype>
+#include <charconv>
+#include <optional>
+
+#include "platform/socket.h"
+
+namespace mcgate::host {
+
+namespace {
+
+constexpr const char* kSendForm = "udp://ADDRESS:PORT[?local=ADDRESS], such as udp://239.1.1.1:5000";
+constexpr const char* kReceiveForm =
+    "udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS], such as udp://@239.1.1.1:5000 or udp://@:5000";
+
+struct Parts {
+    std::optional<std::string> source;  ///< what stands before the @, if there is one
+    std::string address;
+    std::uint16_t port = 0;
+    std::string local;
+};
+
+[[noreturn]] void refuse(const std::string& url, const std::string& reason, const std::string& right) {
+    throw UsageError("'" + url + "': " + reason + "; right would be " + right);
+}
+
+std::string unbracket(const std::string& text) {
+    const bool bracketed = text.size() >= 2 && text.front() == '[' && text.back() == ']';
+    return bracketed ? text.substr(1, text.size() - 2) : text;
+}
+
+platform::SocketAddress numeric(const std::string& url, const std::string& text, const char* form) {
+    platform::SocketAddress address;
+    if (platform::resolveNumeric(text, 0, address) != 0) {
+        refuse(url, "'" + text + "' is no numeric address (names are not looked up, IPv6 stands in brackets)", form);
+    }
+    return address;
+}
+
+bool isGroup(const platform::SocketAddress& address) {
+    const std::uint8_t first = address.address()[0];
+    return address.family() == platform::kFamilyIPv4 ? (first & 0xF0) == 0xE0 : first == 0xFF;
+}
+
+bool isReserved(const platform::SocketAddress& address) {
+    return address.family() == platform::kFamilyIPv4 && address.address()[0] >= 240;
+}
+
+std::uint16_t parsePort(const std::string& url, const std::string& text, const char* form) {
+    unsigned port = 0;
+    const auto end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, port);
+    if (error != std::errc() || stop != end || port < 1 || port > 65535) {
+        refuse(url, "'" + text + "' is no port (1 to 65535)", form);
+    }
+    return static_cast<std::uint16_t>(port);
+}
+
+Parts split(const std::string& url, const char* form) {
+    constexpr const char* kScheme = "udp://";
+    if (url.rfind(kScheme, 0) != 0) refuse(url, "it does not begin with udp://", form);
+    Parts parts;
+    std::string rest = url.substr(6);
+    if (const auto query = rest.find('?'); query != std::string::npos) {
+        const std::string option = rest.substr(query + 1);
+        if (option.rfind("local=", 0) != 0 || option.size() == 6) {
+            refuse(url, "'" + option + "' is no option it knows", form);
+        }
+        parts.local = unbracket(option.substr(6));
+        rest.resize(query);
+    }
+    if (const auto at = rest.find('@'); at != std::string::npos) {
+        parts.source = unbracket(rest.substr(0, at));
+        rest.erase(0, at + 1);
+    }
+    const auto colon = rest.rfind(':');
+    if (colon == std::string::npos || (!rest.empty() && rest.back() == ']')) refuse(url, "it has no port", form);
+    const std::string address = rest.substr(0, colon);
+    if (address.find(':') != std::string::npos && address.front() != '[') {
+        refuse(url, "an IPv6 address stands in brackets, as in udp://[ff15::1]:5000", form);
+    }
+    parts.port = parsePort(url, rest.substr(colon + 1), form);
+    parts.address = unbracket(address);
+    return parts;
+}
+
+// A unicast address of the given family, for local and source.
+void checkSide(const std::string& url, const std::string& what, const std::string& text, std::uint16_t family,
+               const char* form) {
+    const auto address = numeric(url, text, form);
+    if (isGroup(address) || isReserved(address)) refuse(url, what + " " + text + " is no unicast address", form);
+    if (address.family() != family) refuse(url, what + " " + text + " is of another family than the address", form);
+}
+
+}  // namespace
+
+bool isGroup(const std::string& address) {
+    platform::SocketAddress value;
+    return platform::resolveNumeric(address, 0, value) == 0 && isGroup(value);
+}
+
+SendUrl parseSendUrl(const std::string& text) {
+    const Parts parts = split(text, kSendForm);
+    if (parts.source) refuse(text, "a destination has no '@'", kSendForm);
+    if (parts.address.empty()) refuse(text, "it has no address", kSendForm);
+    const auto remote = numeric(text, parts.address, kSendForm);
+    if (isReserved(remote)) refuse(text, parts.address + " can't be sent to", kSendForm);
+    if (!parts.local.empty()) checkSide(text, "local", parts.local, remote.family(), kSendForm);
+    return {parts.address, parts.port, parts.local};
+}
+
+ReceiveUrl parseReceiveUrl(const std::string& text) {
+    const Parts parts = split(text, kReceiveForm);
+    if (!parts.source) refuse(text, "what is received stands behind an '@'", kReceiveForm);
+    ReceiveUrl url;
+    url.port = parts.port;
+    url.source = *parts.source;
+    url.local = parts.local;
+    const std::string address = parts.address.empty() ? "0.0.0.0" : parts.address;
+    const auto value = numeric(text, address, kReceiveForm);
+    if (isReserved(value)) refuse(text, address + " is neither unicast nor multicast", kReceiveForm);
+    const bool six = value.family() == platform::kFamilyIPv6;
+    if (isGroup(value)) {
+        url.group = address;
+        if (!url.local.empty()) checkSide(text, "local", url.local, value.family(), kReceiveForm);
+        if (!url.source.empty()) checkSide(text, "source", url.source, value.family(), kReceiveForm);
+        return url;
+    }
+    if (!url.source.empty()) refuse(text, "a source needs a group behind the '@'", kReceiveForm);
+    if (!url.local.empty() && !parts.address.empty()) {
+        refuse(text, "the address behind the '@' is the local one, so 'local' has no place", kReceiveForm);
+    }
+    if (!url.local.empty()) {
+        const auto local = numeric(text, url.local, kReceiveForm);
+        checkSide(text, "local", url.local, local.family(), kReceiveForm);
+        url.group = local.family() == platform::kFamilyIPv6 ? "::" : "0.0.0.0";
+        return url;
+    }
+    url.local = address;
+    url.group = six ? "::" : "0.0.0.0";
+    return url;
+}
+
+std::string routedInterface(const std::string& remote) {
+    platform::SocketAddress address;
+    platform::SocketAddress local;
+    if (platform::resolveNumeric(remote, 0, address) == 0 && platform::routedLocalAddress(address, local)) {
+        return platform::numericText(local);
+    }
+    throw UsageError("the system has no route to " + remote +
+                     "; name the interface with ?local=ADDRESS, such as ?local=127.0.0.1");
+}
+
+}  // namespace mcgate::host
