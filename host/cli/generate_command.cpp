@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 #include "cli/commands.h"
+#include "cli/stop_signal.h"
 #include "ts/generator.h"
 
 namespace mcgate::host {
@@ -31,10 +32,12 @@ int runGenerate(const GenerateOptions& options) {
                                                      : std::fopen(part.c_str(), "wb"));
     if (!file) fail(options.out);
     try {
-        generateTransportStream({options.rate, options.seconds, options.seed},
-                                [&](const std::uint8_t* data, std::size_t size) {
-                                    if (std::fwrite(data, 1, size, file.get()) != size) fail(options.out);
-                                });
+        generateTransportStream(
+            {options.rate, options.seconds, options.seed}, [&](const std::uint8_t* data, std::size_t size) {
+                if (stopRequested())
+                    throw std::runtime_error("stopped by a signal before the stream was whole; nothing is kept");
+                if (std::fwrite(data, 1, size, file.get()) != size) fail(options.out);
+            });
         if (std::fflush(file.get()) != 0) fail(options.out);
         file.reset();
         if (!toOutput && std::rename(part.c_str(), options.out.c_str()) != 0) fail(options.out);

@@ -27,7 +27,8 @@ void addSend(CLI::App& app, SendOptions& options) {
     command.add_option("INPUT", options.input, "file, or - for standard input")->required();
     command.add_option("--to", options.destinations, "udp://ADDRESS:PORT[?local=ADDRESS]; may be repeated")
         ->required()
-        ->take_all();
+        ->take_all()
+        ->allow_extra_args(false);
     command.add_option("--offset", options.offsetMs, "hold-back in milliseconds");
     command.add_flag("--no-pacing", options.noPacing, "send as fast as the input comes");
     command.add_flag("--loop", options.loop, "begin again at the end of the file");
@@ -38,7 +39,8 @@ void addReceive(CLI::App& app, ReceiveOptions& options) {
     auto& command = *app.add_subcommand("receive", "Receive a transport stream");
     command.add_option("URL", options.url, "udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS]")->required();
     command.add_option("--out", options.out, "file, or - for standard output");
-    command.add_option("--timeout", options.timeoutMs, "milliseconds after which silence is reported");
+    command.add_option("--timeout", options.timeoutMs, "milliseconds after which silence is reported")
+        ->check(CLI::NonNegativeNumber);
     command.add_option("--duration", options.durationSeconds, "end after this many seconds")
         ->check(CLI::PositiveNumber);
     command.add_option("--idle-exit", options.idleExitSeconds, "end after this many seconds without data")

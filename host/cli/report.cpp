@@ -66,7 +66,7 @@ void Report::writeText(const ReportValues& values, double seconds, double bitRat
     if (values.kernelDrops.value_or(0) > 0) {
         std::fprintf(stderr,
                      "%s: the kernel dropped %llu datagrams because the socket's receive buffer was full; "
-                     "sysctl -w net.core.rmem_max=2097152 allows the buffer that is asked for\n",
+                     "sysctl -w net.core.rmem_max=1048576 allows the buffer that is asked for\n",
                      name_.c_str(), static_cast<unsigned long long>(*values.kernelDrops));
     }
 }

@@ -22,6 +22,7 @@ using namespace quorvel::streaming::direct_show::filters::interfaces::i_delay_cr
 using platform::ComPtr;
 
 constexpr std::chrono::milliseconds kLook{100};
+constexpr std::chrono::milliseconds kClockSettles{1050};
 
 /// Counts the samples that pass a point of the sender.
 class CrossingCounter final : public IDelayCrossingCallback {
@@ -71,6 +72,7 @@ public:
 
     int run() {
         build();
+        letClockSettle();
         if (FAILED(graph_->run())) throw std::runtime_error("can't start: " + log_.lastError());
         while (!stopRequested() && !ended()) {
             if (report_.due()) report_.write(values(), false);
@@ -87,6 +89,7 @@ private:
         for (const auto& text : options_.destinations)
             parseSendUrl(text);  // wrong use is told before anything is opened
         sender_ = host::create<IBaseFilter>(CLSID_CNetworkSend);
+        senderMade_ = std::chrono::steady_clock::now();
         config_ = sender_.query<ISenderConfig>();
         config_->SetLogPerf(&log_);
         addDestinations(*config_, options_);
@@ -95,10 +98,17 @@ private:
         crossing_ = sender_.query<IDelayCrossingPointFilter>();
         crossing_->SetInputCrossingCallback(&in_);
         crossing_->SetOutputCrossingCallback(&out_);
-        source_ = TsFileSource::create({options_.input, !options_.noPacing, options_.loop});
+        source_ = TsFileSource::create({options_.input, !options_.noPacing, options_.loop, stopRequested});
         demand(graph_->addFilter(source_.get(), "source"), "can't build the graph");
         demand(graph_->addFilter(sender_.get(), "sender"), "can't build the graph");
         demand(graph_->connect(source_->GetPin(0), findPin(*sender_, PINDIR_INPUT).get()), "can't connect the sender");
+    }
+    // The sender's clock estimate begins at its creation, before it has the graph's clock. A first look at that clock a
+    // second or more later is taken over whole; an earlier one in part only, and the rest would pass for time elapsed
+    // in the stream.
+    void letClockSettle() {
+        while (!stopRequested() && std::chrono::steady_clock::now() - senderMade_ < kClockSettles)
+            graph_->nextEvent(kLook);
     }
     bool ended() {
         const auto event = graph_->nextEvent(kLook);
@@ -129,6 +139,7 @@ private:
     ComPtr<FilterGraph> graph_ = FilterGraph::create();
     ComPtr<TsFileSource> source_;
     ComPtr<IBaseFilter> sender_;
+    std::chrono::steady_clock::time_point senderMade_;
     ComPtr<ISenderConfig> config_;
     ComPtr<IDelayCrossingPointFilter> crossing_;
 };

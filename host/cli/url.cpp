@@ -35,6 +35,13 @@ platform::SocketAddress numeric(const std::string& url, const std::string& text,
     if (platform::resolveNumeric(text, 0, address) != 0) {
         refuse(url, "'" + text + "' is no numeric address (names are not looked up, IPv6 stands in brackets)", form);
     }
+    // "127.1" and "010.0.0.1" are numeric, too, but hardly ever mean what they are read as.
+    if (address.family() == platform::kFamilyIPv4 && platform::numericText(address) != text) {
+        refuse(url,
+               "'" + text + "' is not written as four plain numbers; it would be read as " +
+                   platform::numericText(address),
+               form);
+    }
     return address;
 }
 
@@ -105,7 +112,10 @@ SendUrl parseSendUrl(const std::string& text) {
     if (parts.source) refuse(text, "a destination has no '@'", kSendForm);
     if (parts.address.empty()) refuse(text, "it has no address", kSendForm);
     const auto remote = numeric(text, parts.address, kSendForm);
-    if (isReserved(remote)) refuse(text, parts.address + " can't be sent to", kSendForm);
+    const std::string canonical = platform::numericText(remote);
+    if (isReserved(remote) || canonical == "0.0.0.0" || canonical == "::") {
+        refuse(text, parts.address + " can't be sent to", kSendForm);
+    }
     if (!parts.local.empty()) checkSide(text, "local", parts.local, remote.family(), kSendForm);
     return {parts.address, parts.port, parts.local};
 }

@@ -16,6 +16,8 @@ constexpr std::size_t kPacketsPerSample = 7;
 constexpr std::int32_t kSampleSize = static_cast<std::int32_t>(kPacketsPerSample * kPacketSize);
 constexpr std::int32_t kFewestBuffers = 64;
 constexpr std::int64_t kLead = kTicksPerSecond;
+constexpr std::uint32_t kPoolSeconds = 4;
+constexpr std::uint32_t kFlushEndMs = 2;  // the send loop looks at its queue within microseconds of its last sample
 constexpr std::uint64_t kProbeBytes = 8 * 1024 * 1024;
 constexpr std::uint32_t kDrainLookMs = 10;
 
@@ -36,9 +38,11 @@ public:
         type->SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
         return S_OK;
     }
-    // The sender asks for thirty seconds in small buffers; as many of a sample's size hold more than that.
+    // The sender asks for thirty seconds of the stream in small buffers. This source never runs that far ahead, so it
+    // takes the seconds that it can use.
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
-        request->cBuffers = std::max(request->cBuffers * request->cbBuffer / kSampleSize, kFewestBuffers);
+        const auto wanted = static_cast<std::int32_t>(kPoolSeconds * (source_.bitRate_ / 8) / kSampleSize);
+        request->cBuffers = std::max(wanted, kFewestBuffers);
         request->cbBuffer = std::max(request->cbBuffer, kSampleSize);
         ALLOCATOR_PROPERTIES actual;
         return allocator->SetProperties(request, &actual);
@@ -82,6 +86,8 @@ SourceFigures TsFileSource::figures() {
 void TsFileSource::probe() {
     TsPacket packet;
     while (stamper_.bitRate() == 0) {
+        if (options_.stopRequested())
+            throw std::runtime_error("stopped before " + options_.path + " gave its first packets");
         const auto result = reader_.next(packet);
         if (result == PacketReader::Result::End || reader_.bytesRead() > kProbeBytes) {
             throw std::runtime_error(options_.path + " carries no two program clock references within its first " +
@@ -175,25 +181,40 @@ bool TsFileSource::deliver(const StampedPacket* packets, std::size_t count, bool
     if (FAILED(pin_->GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0))) return false;
     if (FAILED(pin_->GetDeliveryBuffer(spare.put(), nullptr, nullptr, 0))) return false;
     spare.reset();  // the sender finds this one free
-    std::uint8_t* data = nullptr;
-    if (FAILED(sample->GetPointer(&data))) return false;
-    for (std::size_t i = 0; i < count; ++i) std::memcpy(data + i * kPacketSize, packets[i].bytes.data(), kPacketSize);
-    sample->SetActualDataLength(static_cast<std::int32_t>(count * kPacketSize));
-    const REFERENCE_TIME time = packets[0].time;
-    sample->SetTime(&time, nullptr);
-    sample->SetDiscontinuity(first_ || packets[0].discontinuity ? 1 : 0);
+    const bool discontinuity = first_ || packets[0].discontinuity;
     first_ = false;
-    if (const auto extended = sample.query<IMediaSample3>()) {
-        std::array<std::uint8_t, sizeof nextId_> id;
-        std::memcpy(id.data(), &nextId_, sizeof nextId_);
-        extended->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), id.data(), sizeof nextId_);
-    }
-    ++nextId_;
+    if (!fill(*sample, packets, count) || FAILED(sample->SetDiscontinuity(discontinuity ? 1 : 0))) return false;
     if (FAILED(pin_->Deliver(sample.get()))) return false;
+    sample.reset();
+    if (discontinuity && options_.paced) letFlushEnd();
     const std::lock_guard hold(figuresLock_);
     ++figures_.samples;
     if (!padding) figures_.bytes += count * kPacketSize;
     return true;
+}
+
+bool TsFileSource::fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count) {
+    std::uint8_t* data = nullptr;
+    if (FAILED(sample.GetPointer(&data))) return false;
+    for (std::size_t i = 0; i < count; ++i) std::memcpy(data + i * kPacketSize, packets[i].bytes.data(), kPacketSize);
+    const REFERENCE_TIME time = packets[0].time;
+    if (FAILED(sample.SetActualDataLength(static_cast<std::int32_t>(count * kPacketSize)))) return false;
+    if (FAILED(sample.SetTime(&time, nullptr))) return false;
+    void* found = nullptr;
+    if (FAILED(sample.QueryInterface(IMediaSample3::iid, &found))) return true;
+    const auto extended = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
+    std::array<std::uint8_t, sizeof nextId_> id;
+    std::memcpy(id.data(), &nextId_, sizeof nextId_);
+    extended->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), id.data(), sizeof nextId_);
+    ++nextId_;
+    return true;
+}
+
+// A discontinuity makes the sender send all that is queued without pacing until its queue is empty. A source that fills
+// its lead meanwhile would see that lead leave in one burst.
+void TsFileSource::letFlushEnd() {
+    waitUntilAllBack();
+    platform::wait(stopEvent_, kFlushEndMs);
 }
 
 bool TsFileSource::waitForPace(std::int64_t time) {

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -20,6 +21,7 @@ struct TsFileSourceOptions {
     std::string path;   ///< "-" is standard input
     bool paced = true;  ///< run at most one second ahead of the graph's clock
     bool loop = false;
+    std::function<bool()> stopRequested = [] { return false; };  ///< looked at while the beginning is read
 };
 
 struct SourceFigures {
@@ -60,6 +62,8 @@ private:
     bool onEnd();
     bool deliverNext();
     bool deliver(const StampedPacket* packets, std::size_t count, bool padding);
+    bool fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count);
+    void letFlushEnd();
     bool waitForPace(std::int64_t time);
     void waitUntilAllBack();
 

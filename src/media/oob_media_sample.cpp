@@ -21,7 +21,7 @@ std::int64_t plus(std::int64_t left, std::int64_t right) noexcept {
 }
 
 /// A record of so many bytes says something about the in-line type.
-constexpr std::size_t kBytesWithType = offsetof(AM_SAMPLE2_PROPERTIES, pMediaType) + sizeof(AM_MEDIA_TYPE*);
+constexpr std::size_t kBytesWithType = offsetof(AM_SAMPLE2_PROPERTIES, pbBuffer);
 
 }  // namespace
 

@@ -1,0 +1,153 @@
+#include <gtest/gtest.h>
+
+#include <future>
+#include <thread>
+
+#include "foundation/callback_slot.h"
+#include "foundation/com_exception.h"
+#include "foundation/exceptions.h"
+#include "foundation/format_text.h"
+#include "foundation/log_perf.h"
+#include "foundation/semaphore_queue.h"
+#include "foundation/status.h"
+#include "foundation/winsock22_init.h"
+#include "platform/process/process.h"
+#include "support/recording_log.h"
+
+namespace {
+
+using namespace mcgate::foundation;
+
+TEST(Status, ErrorNumbersAndExceptionsBecomeStatuses) {
+    const std::pair<std::int32_t, std::uint32_t> numbers[] = {
+        {0, 0}, {5, 0x80070005}, {10013, 0x8007271D}, {0x12345, 0x80072345}, {-2147467259, 0x80004005}};
+    for (const auto& [error, status] : numbers) EXPECT_EQ(HRESULT_FROM_WIN32(error), makeStatus(status));
+    const auto statusOf = [](auto&& raise) {
+        try {
+            raise();
+        } catch (...) {
+            return statusOfCurrentException();
+        }
+        return S_OK;
+    };
+    EXPECT_EQ(statusOf([] { throw COMException(E_POINTER); }), E_POINTER);
+    EXPECT_EQ(statusOf([] { throw quorvel::system::com_utils::v1::COMException(E_NOTIMPL); }), E_NOTIMPL);
+    EXPECT_EQ(statusOf([] { ThrowStatus(E_UNEXPECTED); }), E_UNEXPECTED);
+    EXPECT_EQ(statusOf([] { throw std::bad_alloc(); }), E_OUTOFMEMORY);
+    EXPECT_EQ(statusOf([] { throw 5; }), E_FAIL);
+}
+
+TEST(ComException, BuildsItsTextWhenAsked) {
+    const COMException own(makeStatus(0x80250001));
+    EXPECT_STREQ(own.what(), "Quorvel Error 80250001: Internal error");
+    EXPECT_STREQ(own.what(), "Quorvel Error 80250001: Internal error");
+    EXPECT_STREQ(COMException(1).what(), "COM Error 1: Invalid error code");
+    EXPECT_STREQ(COMException(E_FAIL).what(), "COM Error 80004005: Unspecified failure");
+    EXPECT_STREQ(COMException(makeStatus(0x80250000)).what(), "Quorvel Error 80250000: No error");
+}
+
+TEST(Exceptions, TheTwoFamiliesAreApart) {
+    using Versioned = quorvel::cpp_utils::exception_utils::v1::QuorvelException;
+    try {
+        throw COMException(E_FAIL);
+    } catch (const Versioned&) {
+        FAIL() << "the versioned handler takes typed exceptions only";
+    } catch (const QuorvelException&) {
+    }
+    EXPECT_THROW(throw quorvel::cpp_utils::exception_utils::v1::ExceptionTemplate<int>("x"), Versioned);
+}
+
+TEST(Winsock22Init, AnotherVersionIsReleasedAndRefused) {
+    static int cleanups = 0;
+    const mcgate::platform::SocketLibrary old{[](std::uint16_t, std::uint16_t& provided) {
+                                                  provided = 0x0102;
+                                                  return 0;
+                                              },
+                                              [] { ++cleanups; }};
+    const mcgate::platform::SocketLibrary broken{[](std::uint16_t, std::uint16_t&) { return 10091; },
+                                                 [] { ++cleanups; }};
+    using quorvel::cpp_utils::raii::v1::Winsock22Init;
+    try {
+        const Winsock22Init start(old);
+        FAIL() << "2.1 is refused";
+    } catch (const std::exception& failure) {
+        EXPECT_STREQ(failure.what(), "unable to initialize Winsock 2.2");
+    }
+    EXPECT_EQ(cleanups, 1);
+    EXPECT_ANY_THROW(const Winsock22Init start(broken));
+    EXPECT_EQ(cleanups, 1) << "what did not start is not released";
+}
+
+TEST(LogPerf, AHostSeesFinishedLinesAndTheFallbackWritesTwoOutputs) {
+    quorvel::log::log_perf::v4::SmartLogPerf<quorvel::log::log_perf::v4::DummyLogPerf> log;
+    test::RecordingLog host;
+    log.plug(&host);
+    log.Log(1, "%s is %d%%", std::string(300, 'x').c_str(), 5);
+    log.Log(2, "no arguments");
+    ASSERT_EQ(host.lines().size(), 2U);
+    EXPECT_EQ(host.lines()[0].format, "%s");
+    EXPECT_EQ(host.lines()[0].text, std::string(259, 'x'));
+    EXPECT_EQ(host.lines()[1].format, "%s");
+    log.plug(nullptr);
+    std::vector<std::string> written;
+    mcgate::process::setDebugHook(
+        [](void* context, const char* text) { static_cast<std::vector<std::string>*>(context)->emplace_back(text); },
+        &written);
+    log.Log(0, "%s", "100% lost");
+    mcgate::process::setDebugHook(nullptr, nullptr);
+    EXPECT_EQ(written, (std::vector<std::string>{"100% lost", "\n"}));
+    EXPECT_EQ(FormatText(nullptr), "");
+    EXPECT_EQ(FormatText("%s", std::string(1000, 'y').c_str()).size(), 1000U);
+}
+
+TEST(SemaphoreQueue, TheStopEventWinsAndTheItemStays) {
+    SemaphoreQueue<int> queue;
+    mcgate::platform::Event stop(mcgate::platform::Event::Reset::Automatic);
+    int out = 0;
+    EXPECT_FALSE(queue.tryPop(out));
+    queue.push(1);
+    queue.push(2);
+    stop.set();
+    EXPECT_FALSE(queue.pop(out, stop));
+    EXPECT_TRUE(queue.pop(out, stop));
+    EXPECT_EQ(out, 1);
+    EXPECT_TRUE(queue.tryPop(out));
+    EXPECT_EQ(out, 2);
+}
+
+struct Gate {
+    std::promise<void> entered;
+    std::promise<void> leave;
+};
+
+TEST(CallbackSlot, AReplacedCallbackIsWaitedForAndNotCalledAgain) {
+    CallbackSlot<Gate> slot;
+    Gate gate;
+    slot.set(&gate);
+    std::atomic<bool> ended{false};
+    std::thread caller([&] {
+        slot.invoke([&](Gate& one) {
+            one.entered.set_value();
+            one.leave.get_future().wait();
+            ended = true;
+        });
+        slot.invoke([](Gate&) { FAIL() << "it was taken away"; });
+    });
+    gate.entered.get_future().wait();
+    std::thread releaser([&] { gate.leave.set_value(); });
+    slot.set(nullptr);
+    EXPECT_TRUE(ended);
+    releaser.join();
+    caller.join();
+    int calls = 0;
+    CallbackSlot<int> self;
+    self.set(&calls);
+    self.invoke([&self](int& count) {
+        ++count;
+        self.set(nullptr);  // does not wait for itself
+    });
+    self.invoke([](int& count) { ++count; });
+    EXPECT_EQ(calls, 1);
+}
+
+}  // namespace

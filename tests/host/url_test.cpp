@@ -1,0 +1,79 @@
+#include "cli/url.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using namespace mcgate::host;
+
+TEST(Url, ReceiveUrlsSayWhereAndWhat) {
+    const struct {
+        const char* text;
+        const char* source;
+        const char* group;
+        const char* local;
+    } cases[] = {
+        {"udp://@:5000", "", "0.0.0.0", "0.0.0.0"},
+        {"udp://@10.0.0.2:5000", "", "0.0.0.0", "10.0.0.2"},
+        {"udp://@:5000?local=10.0.0.2", "", "0.0.0.0", "10.0.0.2"},
+        {"udp://@239.1.1.1:5000", "", "239.1.1.1", ""},
+        {"udp://10.0.0.1@232.1.1.1:5000?local=10.0.0.2", "10.0.0.1", "232.1.1.1", "10.0.0.2"},
+        {"udp://@[ff15::1]:5000?local=[fd00::2]", "", "ff15::1", "fd00::2"},
+        {"udp://@[::1]:5000", "", "::", "::1"},
+    };
+    for (const auto& one : cases) {
+        const ReceiveUrl url = parseReceiveUrl(one.text);
+        EXPECT_EQ(url.source, one.source) << one.text;
+        EXPECT_EQ(url.group, one.group) << one.text;
+        EXPECT_EQ(url.local, one.local) << one.text;
+        EXPECT_EQ(url.port, 5000) << one.text;
+    }
+}
+
+TEST(Url, WrongOnesAreRefusedInOneLineThatNamesTheFault) {
+    const std::pair<const char*, const char*> receive[] = {
+        {"239.1.1.1:5000", "udp://"},
+        {"udp://239.1.1.1:5000", "'@'"},
+        {"udp://@239.1.1.1", "no port"},
+        {"udp://@239.1.1.1:0", "'0' is no port"},
+        {"udp://@239.1.1.1:65536", "'65536' is no port"},
+        {"udp://@239.1.1.1:5000x", "'5000x' is no port"},
+        {"udp://@a.host:5000", "'a.host' is no numeric address"},
+        {"udp://@ff15::1:5000", "brackets"},
+        {"udp://@239.1.1.1:5000?ttl=4", "'ttl=4'"},
+        {"udp://@239.1.1.1:5000?local=", "'local='"},
+        {"udp://@239.1.1.1:5000?local=fd00::1", "another family"},
+        {"udp://fd00::1@239.1.1.1:5000", "another family"},
+        {"udp://239.1.1.2@239.1.1.1:5000", "no unicast address"},
+        {"udp://10.0.0.1@10.0.0.2:5000", "needs a group"},
+        {"udp://@240.0.0.1:5000", "neither unicast nor multicast"},
+        {"udp://@10.0.0.2:5000?local=10.0.0.3", "no place"},
+    };
+    const auto refusal = [](auto&& parse, const char* text) -> std::string {
+        try {
+            parse(text);
+        } catch (const UsageError& problem) {
+            return problem.what();
+        }
+        return "accepted";
+    };
+    for (const auto& [text, fault] : receive) {
+        const auto said = refusal(parseReceiveUrl, text);
+        EXPECT_NE(said.find(fault), std::string::npos) << text << ": " << said;
+        EXPECT_EQ(said.find('\n'), std::string::npos);
+    }
+    const std::pair<const char*, const char*> send[] = {{"udp://@239.1.1.1:5000", "no '@'"},
+                                                        {"udp://:5000", "no address"},
+                                                        {"udp://255.255.255.255:5000", "can't be sent to"},
+                                                        {"udp://0.0.0.0:5000", "can't be sent to"},
+                                                        {"udp://127.1:5000", "read as 127.0.0.1"},
+                                                        {"udp://010.0.0.1:5000", "read as 8.0.0.1"},
+                                                        {"udp://239.1.1.1:5000?local=224.0.0.1", "no unicast address"}};
+    for (const auto& [text, fault] : send) {
+        const auto said = refusal(parseSendUrl, text);
+        EXPECT_NE(said.find(fault), std::string::npos) << text << ": " << said;
+    }
+    EXPECT_EQ(parseSendUrl("udp://[ff15::1]:65535?local=fd00::1").remote, "ff15::1");
+}
+
+}  // namespace

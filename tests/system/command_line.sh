@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Exit statuses, one-line refusals, stopping by a signal, a pipe as input.
+set -uo pipefail
+mcgate=$1
+directory=$(mktemp -d)
+trap 'rm -rf "$directory"' EXIT
+cd "$directory"
+failed=0
+
+expect() { # status, part of the message, command...
+    local status=$1 part=$2 got
+    shift 2
+    "$@" >out 2>err
+    got=$?
+    if [ "$got" -ne "$status" ] || ! grep -qF -- "$part" err; then
+        echo "FAILED: $* gave $got (expected $status) and said: $(cat err)"
+        failed=1
+    fi
+}
+
+"$mcgate" generate --rate 5000000 --duration 2 --out in.ts || failed=1
+expect 2 "subcommand" "$mcgate"
+expect 2 "--to" "$mcgate" send in.ts
+expect 2 "no numeric address" "$mcgate" send in.ts --to udp://a.host:5000
+expect 2 "--report" "$mcgate" send in.ts --to udp://127.0.0.1:5000 --report loud
+expect 2 "'70000' is no port" "$mcgate" receive udp://@:70000
+expect 1 "can't open missing.ts" "$mcgate" send missing.ts --to udp://127.0.0.1:45300
+expect 1 "can't receive" "$mcgate" receive udp://@203.0.113.9:45300
+expect 1 "unable to create UDP senders" "$mcgate" send in.ts --to "udp://239.1.1.1:45300?local=203.0.113.9"
+expect 1 "can't write" "$mcgate" generate --rate 5000000 --duration 1 --out no/such/place.ts
+[ -e no ] && { echo "FAILED: something was left behind"; failed=1; }
+
+"$mcgate" receive udp://@127.0.0.1:45301 --out got.ts --report json 2>report &
+receiver=$!
+for _ in $(seq 100); do grep -q '"time_s"' report && break; sleep 0.1; done
+"$mcgate" send - --to udp://127.0.0.1:45301 --report none <in.ts || { echo "FAILED: sending a pipe"; failed=1; }
+received() { tail -n 1 report | sed 's/.*"bytes":\([0-9]*\).*/\1/'; }
+for _ in $(seq 100); do [ "$(received)" -ge "$(stat -c %s in.ts)" ] && break; sleep 0.1; done
+kill -TERM "$receiver"
+wait "$receiver" || { echo "FAILED: the receiver gave $? after SIGTERM"; failed=1; }
+tail -n 1 report | grep -q '"final":true' || { echo "FAILED: no final report: $(tail -n 1 report)"; failed=1; }
+cmp <(head -c "$(stat -c %s in.ts)" got.ts) in.ts || failed=1
+exit $failed
