@@ -42,11 +42,13 @@ public:
     }
 
 private:
-    // The caller has taken a count, so there is an entry.
+    // The caller has taken a count, so there is an entry. What `out` held before goes after the lock is released.
     void takeHead(Item& out) {
-        const std::lock_guard hold(lock_);
-        out = std::move(items_.front());
+        std::unique_lock hold(lock_);
+        Item head = std::move(items_.front());
         items_.pop_front();
+        hold.unlock();
+        out = std::move(head);
     }
 
     std::deque<Item> items_;

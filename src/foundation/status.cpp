@@ -13,15 +13,22 @@ void ThrowLastError() { ThrowStatus(HRESULT_FROM_WIN32(mcgate::platform::lastErr
 
 namespace mcgate::foundation {
 
+namespace {
+
+// An exception means that something failed, whatever status it carries.
+HRESULT failureOf(HRESULT status) noexcept { return FAILED(status) ? status : E_FAIL; }
+
+}  // namespace
+
 HRESULT statusOfCurrentException() noexcept {
     try {
         throw;
     } catch (const COMException& failure) {
-        return failure.code;
+        return failureOf(failure.code);
     } catch (const quorvel::system::com_utils::v1::COMException& failure) {
-        return failure.code;
+        return failureOf(failure.code);
     } catch (const ATL::CAtlException& failure) {
-        return failure.status;
+        return failureOf(failure.status);
     } catch (const std::bad_alloc&) {
         return E_OUTOFMEMORY;
     } catch (...) {

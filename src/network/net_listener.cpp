@@ -1,8 +1,8 @@
 #include "network/net_listener.h"
 
-#include <mutex>
 #include <stdexcept>
 
+#include "foundation/critical_section_guard.h"
 #include "foundation/format_text.h"
 #include "platform/errors.h"
 
@@ -24,6 +24,13 @@ std::uint32_t interfaceOf(const MulticastEndpoint& target) {
         throw std::runtime_error("JoinMulticastSource: unable to retrieve interface Index");
     }
     return index;
+}
+
+SocketAddress anyAddress(std::uint16_t family, std::uint16_t port) {
+    SocketAddress any;
+    any.setFamily(family);
+    any.setPort(port);
+    return any;
 }
 
 platform::OptionLevel levelOf(const MulticastEndpoint& target) {
@@ -54,22 +61,24 @@ NetListener::~NetListener() {
 }
 
 void NetListener::CreateSocket() {
-    const std::lock_guard hold(socketLock_);
+    const mcgate::foundation::CriticalSectionGuard hold(socketLock_);
     auto socket = platform::Socket::openDatagram(EndpointFamily(target_));
     if (!socket.valid()) fail("CreateSocket socket");
-    if (!socket.setReuseAddress() || !socket.setReceiveBuffer(kReceiveBuffer) || !socket.setOwnGroupsOnly()) {
-        fail("CreateSocket setsockopt");
-    }
+    if (!socket.setReuseAddress() || !socket.setReceiveBuffer(kReceiveBuffer)) fail("CreateSocket setsockopt");
+    socket.setOwnGroupsOnly();  // a kernel without the option still listens, if less exactly
     socket_ = std::move(socket);
 }
 
 void NetListener::BindSocket() {
-    const std::lock_guard hold(socketLock_);
+    const mcgate::foundation::CriticalSectionGuard hold(socketLock_);
     bool bound = false;
     if (const auto* multicast = target_.multicast()) {
+        // An unknown interface or a mix of families is the join's to report, so that the message names it.
         std::uint32_t index = 0;
-        FindInterfaceIndex(multicast->Local, index);  // a failure is the join's to report
-        bound = socket_.bindToGroup(multicast->Group, multicast->Local.port(), index);
+        const bool joinable =
+            FindInterfaceIndex(multicast->Local, index) && multicast->Group.family() == multicast->Local.family();
+        bound = joinable ? socket_.bindToGroup(multicast->Group, multicast->Local.port(), index)
+                         : socket_.bind(anyAddress(multicast->Local.family(), multicast->Local.port()));
     } else {
         bound = socket_.bind(EndpointLocal(target_));
     }
@@ -83,7 +92,7 @@ void NetListener::BindSocket() {
 void NetListener::JoinMulticastSource() {
     const auto* multicast = target_.multicast();
     if (multicast == nullptr) return;
-    const std::lock_guard hold(socketLock_);
+    const mcgate::foundation::CriticalSectionGuard hold(socketLock_);
     const std::uint32_t index = interfaceOf(*multicast);
     if (!socket_.join(levelOf(*multicast), index, multicast->Group, sourceOf(*multicast))) {
         fail("JoinMulticastSource setsockopt");
@@ -93,7 +102,7 @@ void NetListener::JoinMulticastSource() {
 void NetListener::LeaveMulticastSource() {
     const auto* multicast = target_.multicast();
     if (multicast == nullptr || !socket_.valid()) return;
-    const std::lock_guard hold(socketLock_);
+    const mcgate::foundation::CriticalSectionGuard hold(socketLock_);
     const std::uint32_t index = interfaceOf(*multicast);
     if (!socket_.leave(levelOf(*multicast), index, multicast->Group, sourceOf(*multicast))) {
         fail("LeaveMulticastSource setsockopt");
@@ -101,17 +110,17 @@ void NetListener::LeaveMulticastSource() {
 }
 
 void NetListener::CloseSocket() {
-    const std::lock_guard hold(socketLock_);
+    const mcgate::foundation::CriticalSectionGuard hold(socketLock_);
     if (socket_.valid() && !socket_.close()) fail("CloseSocket closesocket");
 }
 
 std::int32_t NetListener::Receive(char* buffer, std::uint32_t capacity) {
-    const std::lock_guard hold(socketLock_);
+    const mcgate::foundation::CriticalSectionGuard hold(socketLock_);
     return socket_.receive(buffer, capacity);
 }
 
 bool NetListener::WaitForData(std::int32_t microseconds) {
-    const std::lock_guard hold(socketLock_);
+    const mcgate::foundation::CriticalSectionGuard hold(socketLock_);
     return socket_.waitReadable(microseconds);
 }
 

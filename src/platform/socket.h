@@ -51,8 +51,7 @@ public:
     /// Binds to the address and port. Port 0 asks for a free port that no other socket of the host uses, reuse or not.
     bool bind(const SocketAddress& local) noexcept;
     /// Binds so that exactly the group's datagrams for `port` that arrive on the interface are received.
-    /// `interfaceIndex` 0 (unknown) leaves the interface open; the join will then fail and say so. `port` in host byte
-    /// order.
+    /// `port` in host byte order.
     bool bindToGroup(const SocketAddress& group, std::uint16_t port, std::uint32_t interfaceIndex) noexcept;
 
     bool setTtl(OptionLevel level, bool multicast, std::int32_t hops) noexcept;

@@ -7,10 +7,10 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <mutex>
-#include <vector>
 
 namespace mcgate::platform {
 
@@ -18,6 +18,13 @@ namespace mcgate::platform {
 inline constexpr std::uint32_t kInfinite = 0xFFFFFFFF;
 
 class Sleeper;
+
+/// One sleeper's place in the list of one object; lies on the sleeper's stack, so that sleeping allocates nothing.
+struct Enrolment {
+    Sleeper* sleeper = nullptr;
+    Enrolment* previous = nullptr;
+    Enrolment* next = nullptr;
+};
 
 /// Base of what waitAny takes.
 class Waitable {
@@ -35,15 +42,15 @@ protected:
     void wake() noexcept;
 
 private:
-    friend int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs);
-    void enrol(Sleeper* sleeper);
-    void leave(Sleeper* sleeper) noexcept;
+    friend int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) noexcept;
+    void enrol(Enrolment& place) noexcept;
+    void leave(Enrolment& place) noexcept;
 
     // The state is raised before `sleepers_` is read, and a sleeper enrols before it looks at the state: both
     // sequentially consistent, so one of the two sees the other.
     std::atomic<int> sleepers_{0};
     std::mutex listLock_;
-    std::vector<Sleeper*> list_;
+    Enrolment* first_ = nullptr;
 };
 
 /// A signal that is on or off, off at first. `Automatic` is taken by the one wait that sees it, `Manual` stays on.
@@ -76,11 +83,15 @@ private:
     std::atomic<std::int32_t> count_{0};
 };
 
-/// Waits until one of `objects` can be taken, takes it and gives its index; the first in the list wins when several
-/// can. -1 after `timeoutMs` milliseconds (steady clock); 0 only looks, kInfinite waits for ever.
-int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs);
+/// The most objects that one wait takes.
+inline constexpr std::size_t kMostWaitables = 4;
+
+/// Waits until one of `objects` (at most kMostWaitables) can be taken, takes it and gives its index; the first in the
+/// list wins when several can. -1 after `timeoutMs` milliseconds (steady clock); 0 only looks, kInfinite waits for
+/// ever. Allocates nothing and throws nothing.
+int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) noexcept;
 
 /// waitAny for a single object.
-inline bool wait(Waitable& object, std::uint32_t timeoutMs) { return waitAny({&object}, timeoutMs) == 0; }
+inline bool wait(Waitable& object, std::uint32_t timeoutMs) noexcept { return waitAny({&object}, timeoutMs) == 0; }
 
 }  // namespace mcgate::platform

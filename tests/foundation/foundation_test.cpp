@@ -5,6 +5,7 @@
 
 #include "foundation/callback_slot.h"
 #include "foundation/com_exception.h"
+#include "foundation/critical_section_guard.h"
 #include "foundation/exceptions.h"
 #include "foundation/format_text.h"
 #include "foundation/log_perf.h"
@@ -113,6 +114,29 @@ TEST(SemaphoreQueue, TheStopEventWinsAndTheItemStays) {
     EXPECT_EQ(out, 1);
     EXPECT_TRUE(queue.tryPop(out));
     EXPECT_EQ(out, 2);
+}
+
+TEST(CriticalSectionGuard, LeavesOnceHoweverOftenItIsAsked) {
+    mcgate::platform::CriticalSection section;
+    const auto isFree = [&section] {
+        return std::async(std::launch::async,
+                          [&section] {
+                              const bool got = section.try_lock();
+                              if (got) section.unlock();
+                              return got;
+                          })
+            .get();
+    };
+    section.lock();
+    {
+        mcgate::foundation::CriticalSectionGuard guard(section);
+        guard.Unlock();
+        guard.Unlock();
+        EXPECT_FALSE(isFree()) << "the outer hold stays";
+    }
+    EXPECT_FALSE(isFree());
+    section.unlock();
+    EXPECT_TRUE(isFree());
 }
 
 struct Gate {

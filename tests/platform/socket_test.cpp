@@ -7,6 +7,7 @@
 #include "platform/adapters.h"
 #include "platform/errors.h"
 #include "platform/linux/error_map.h"
+#include "support/private_network.h"
 
 namespace {
 
@@ -23,8 +24,9 @@ TEST(Resolver, TakesNumericTextsAndNothingElse) {
         const char* text;
         const char* canonical;  // null: refused
     } cases[] = {
-        {"127.0.0.1", "127.0.0.1"}, {"127.1", "127.0.0.1"}, {"010.0.0.1", "8.0.0.1"}, {"0:0::0", "::"},
-        {"FF15::1", "ff15::1"},     {"", nullptr},          {"localhost", nullptr},   {" 127.0.0.1", nullptr},
+        {"127.0.0.1", "127.0.0.1"}, {"127.1", "127.0.0.1"},  {"010.0.0.1", "8.0.0.1"},
+        {"0:0::0", "::"},           {"FF15::1", "ff15::1"},  {"", nullptr},
+        {"localhost", nullptr},     {" 127.0.0.1", nullptr}, {"*", nullptr},
     };
     for (const auto& one : cases) {
         SocketAddress address;
@@ -39,6 +41,8 @@ TEST(Resolver, TakesNumericTextsAndNothingElse) {
 }
 
 TEST(Socket, AnAutomaticPortIsNeverOneThatAListenerHolds) {
+    if (!test::inPrivateNetwork()) GTEST_SKIP() << "needs a private network, to narrow its range of ports";
+    test::setNetworkOption("ipv4/ip_local_port_range", "40000 40001");
     for (int i = 0; i < 50; ++i) {
         Socket listener = Socket::openDatagram(kFamilyIPv4);
         Socket sender = Socket::openDatagram(kFamilyIPv4);
@@ -47,6 +51,7 @@ TEST(Socket, AnAutomaticPortIsNeverOneThatAListenerHolds) {
         ASSERT_TRUE(sender.bind(addressOf("127.0.0.1", 0)));
         EXPECT_NE(listener.boundAddress().port(), sender.boundAddress().port());
     }
+    test::setNetworkOption("ipv4/ip_local_port_range", "32768 60999");
 }
 
 TEST(Socket, FailuresSpeakTheNumbersOfTheMessages) {

@@ -30,8 +30,11 @@ public:
     RouteSocket(const RouteSocket&) = delete;
     RouteSocket& operator=(const RouteSocket&) = delete;
 
-    /// Calls `each` for every record of the dump; false, with lastError(), when the kernel refuses.
-    bool dump(std::uint16_t type, const std::function<void(const nlmsghdr&)>& each) {
+    enum class Result { Whole, Torn, Failed };
+
+    /// Calls `each` for every record of the dump. Torn: something changed meanwhile, so that records may be missing.
+    /// Failed, with lastError(): the kernel refuses.
+    Result dump(std::uint16_t type, const std::function<void(const nlmsghdr&)>& each) {
         struct {
             nlmsghdr header;
             rtgenmsg body;
@@ -40,6 +43,7 @@ public:
         request.header.nlmsg_type = type;
         request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
         if (send(descriptor_, &request, sizeof request, 0) < 0) return failed();
+        bool torn = false;
         for (;;) {
             const ssize_t length = recv(descriptor_, buffer_.data(), buffer_.size(), 0);
             if (length < 0 && errno == EINTR) continue;
@@ -47,17 +51,21 @@ public:
             auto left = static_cast<unsigned>(length);
             for (auto* record = reinterpret_cast<const nlmsghdr*>(buffer_.data()); NLMSG_OK(record, left);
                  record = NLMSG_NEXT(record, left)) {
-                if (record->nlmsg_type == NLMSG_DONE) return true;
-                if (record->nlmsg_type == NLMSG_ERROR) return failed();
+                if ((record->nlmsg_flags & NLM_F_DUMP_INTR) != 0) torn = true;
+                if (record->nlmsg_type == NLMSG_DONE) return torn ? Result::Torn : Result::Whole;
+                if (record->nlmsg_type == NLMSG_ERROR) {
+                    errno = -static_cast<const nlmsgerr*>(NLMSG_DATA(record))->error;
+                    return failed();
+                }
                 each(*record);
             }
         }
     }
 
 private:
-    static bool failed() {
+    static Result failed() {
         setLastError(generalError(errno));
-        return false;
+        return Result::Failed;
     }
     int descriptor_;
     alignas(nlmsghdr) std::array<char, 32768> buffer_;
@@ -89,13 +97,11 @@ SocketAddress addressOf(const nlmsghdr& record, const ifaddrmsg& header) {
     return address;
 }
 
-}  // namespace
+using Result = RouteSocket::Result;
 
-bool listAdapters(std::vector<Adapter>& adapters) {
-    adapters.clear();
-    std::map<std::uint32_t, Adapter> byIndex;
+Result dumpAdapters(std::map<std::uint32_t, Adapter>& byIndex) {
     RouteSocket kernel;
-    const bool linksDone = kernel.dump(RTM_GETLINK, [&byIndex](const nlmsghdr& record) {
+    const Result links = kernel.dump(RTM_GETLINK, [&byIndex](const nlmsghdr& record) {
         if (record.nlmsg_type != RTM_NEWLINK) return;
         const auto& header = *static_cast<const ifinfomsg*>(NLMSG_DATA(&record));
         const auto index = static_cast<std::uint32_t>(header.ifi_index);
@@ -104,7 +110,8 @@ bool listAdapters(std::vector<Adapter>& adapters) {
             if (one.rta_type == IFLA_IFNAME) byIndex[index].name = static_cast<const char*>(RTA_DATA(&one));
         });
     });
-    const bool addressesDone = linksDone && kernel.dump(RTM_GETADDR, [&byIndex](const nlmsghdr& record) {
+    if (links == Result::Failed) return links;
+    const Result addresses = kernel.dump(RTM_GETADDR, [&byIndex](const nlmsghdr& record) {
         if (record.nlmsg_type != RTM_NEWADDR) return;
         const auto& header = *static_cast<const ifaddrmsg*>(NLMSG_DATA(&record));
         const SocketAddress address = addressOf(record, header);
@@ -112,7 +119,21 @@ bool listAdapters(std::vector<Adapter>& adapters) {
         byIndex[header.ifa_index].index = header.ifa_index;
         byIndex[header.ifa_index].unicast.push_back(address);
     });
-    if (!addressesDone) return false;
+    return addresses == Result::Whole ? links : addresses;
+}
+
+}  // namespace
+
+bool listAdapters(std::vector<Adapter>& adapters) {
+    constexpr int kTries = 4;  // a host whose interfaces never rest gets the last answer, torn or not
+    adapters.clear();
+    std::map<std::uint32_t, Adapter> byIndex;
+    Result result = Result::Torn;
+    for (int i = 0; i < kTries && result == Result::Torn; ++i) {
+        byIndex.clear();
+        result = dumpAdapters(byIndex);
+    }
+    if (result == Result::Failed) return false;
     for (auto& [index, adapter] : byIndex) {
         if (!adapter.unicast.empty()) adapters.push_back(std::move(adapter));
     }

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
 #include <mutex>
 #include <system_error>
@@ -26,7 +27,6 @@ constexpr int kTimeCriticalNice = -11;
 constexpr int kHighestNice = -5;
 constexpr int kResetOnFork = 0x40000000;  // SCHED_RESET_ON_FORK: threads made later start normal
 
-std::atomic<PriorityClass> lastTimeCritical{PriorityClass::Normal};
 std::atomic<bool> refusalTold{false};
 
 void tellRefusal() {
@@ -37,6 +37,9 @@ void tellRefusal() {
 // The wanted nice value, else the lowest that the limit allows; never a positive one.
 PriorityClass raiseNice(pid_t thread, int wanted) {
     const auto id = static_cast<id_t>(thread);
+    errno = 0;
+    const int present = getpriority(PRIO_PROCESS, id);
+    if (errno == 0 && present <= wanted) return PriorityClass::Nice;  // raising a nice value could not be undone
     if (setpriority(PRIO_PROCESS, id, wanted) == 0) return PriorityClass::Nice;
     rlimit limit{};
     if (getrlimit(RLIMIT_NICE, &limit) == 0 && limit.rlim_cur > 20) {
@@ -54,7 +57,7 @@ PriorityClass applyPriority(pid_t thread, int priority) {
     parameters.sched_priority = kRoundRobinPriority;
     const bool realTime = sched_setscheduler(thread, SCHED_RR | kResetOnFork, &parameters) == 0;
     const auto got = realTime ? PriorityClass::RealTime : raiseNice(thread, kTimeCriticalNice);
-    lastTimeCritical.store(got, std::memory_order_relaxed);
+    process::setTimeCriticalClass(static_cast<int>(got));
     return got;
 }
 
@@ -156,6 +159,6 @@ PriorityClass setCurrentThreadPriority(int priority) {
     return applyPriority(static_cast<pid_t>(syscall(SYS_gettid)), priority);
 }
 
-PriorityClass lastTimeCriticalClass() noexcept { return lastTimeCritical.load(std::memory_order_relaxed); }
+PriorityClass lastTimeCriticalClass() noexcept { return static_cast<PriorityClass>(process::timeCriticalClass()); }
 
 }  // namespace mcgate::platform

@@ -14,6 +14,7 @@
 namespace mcgate::platform {
 
 int resolveNumeric(const std::string& text, std::uint16_t port, SocketAddress& out) {
+    if (text == "*") return EAI_NONAME;  // the library would take it for the any address
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_DGRAM;

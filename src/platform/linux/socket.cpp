@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <utility>
@@ -155,12 +156,10 @@ bool Socket::bind(const SocketAddress& local) noexcept {
 bool Socket::bindToGroup(const SocketAddress& group, std::uint16_t port, std::uint32_t interfaceIndex) noexcept {
     SocketAddress target = group;
     target.setPort(port);
-    if (interfaceIndex != 0) {
-        // Bound to its interface the socket is exact for both families; where that is refused, IPv4 still is.
-        const int index = static_cast<int>(interfaceIndex);
-        setsockopt(descriptor_, SOL_SOCKET, SO_BINDTOIFINDEX, &index, sizeof index);
-        if (group.family() == kFamilyIPv6) target.setScope(interfaceIndex);
-    }
+    // Bound to its interface the socket is exact for both families; where that is refused, IPv4 still is.
+    const int index = static_cast<int>(interfaceIndex);
+    setsockopt(descriptor_, SOL_SOCKET, SO_BINDTOIFINDEX, &index, sizeof index);
+    if (group.family() == kFamilyIPv6) target.setScope(interfaceIndex);
     const NativeAddress native = toNative(target);
     return settle(::bind(descriptor_, native.get(), native.length) == 0);
 }

@@ -1,6 +1,7 @@
 #include "platform/waitable.h"
 
-#include <algorithm>
+#include <array>
+#include <cassert>
 #include <chrono>
 
 namespace mcgate::platform {
@@ -38,18 +39,21 @@ private:
 void Waitable::wake() noexcept {
     if (sleepers_.load() == 0) return;
     const std::lock_guard hold(listLock_);
-    for (Sleeper* sleeper : list_) sleeper->poke();
+    for (Enrolment* place = first_; place != nullptr; place = place->next) place->sleeper->poke();
 }
 
-void Waitable::enrol(Sleeper* sleeper) {
+void Waitable::enrol(Enrolment& place) noexcept {
     const std::lock_guard hold(listLock_);
-    list_.push_back(sleeper);
+    place.next = first_;
+    if (first_ != nullptr) first_->previous = &place;
+    first_ = &place;
     ++sleepers_;
 }
 
-void Waitable::leave(Sleeper* sleeper) noexcept {
+void Waitable::leave(Enrolment& place) noexcept {
     const std::lock_guard hold(listLock_);
-    std::erase(list_, sleeper);
+    if (place.next != nullptr) place.next->previous = place.previous;
+    (place.previous != nullptr ? place.previous->next : first_) = place.next;
     --sleepers_;
 }
 
@@ -79,7 +83,8 @@ bool Semaphore::tryTake() noexcept {
     return false;
 }
 
-int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) {
+int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) noexcept {
+    assert(objects.size() <= kMostWaitables);
     const auto look = [&objects] {
         int index = 0;
         for (Waitable* object : objects) {
@@ -93,9 +98,15 @@ int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) {
     const auto deadline = steady_clock::now() + std::chrono::milliseconds(timeoutMs);
     const auto* end = timeoutMs == kInfinite ? nullptr : &deadline;
     Sleeper sleeper;
-    for (Waitable* object : objects) object->enrol(&sleeper);
+    std::array<Enrolment, kMostWaitables> places;
+    std::size_t enrolled = 0;
+    for (Waitable* object : objects) {
+        places[enrolled].sleeper = &sleeper;
+        object->enrol(places[enrolled++]);
+    }
     for (bool woken = true; (taken = look()) < 0 && woken;) woken = sleeper.sleep(end);
-    for (Waitable* object : objects) object->leave(&sleeper);
+    enrolled = 0;
+    for (Waitable* object : objects) object->leave(places[enrolled++]);
     return taken;
 }
 

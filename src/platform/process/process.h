@@ -1,6 +1,6 @@
 #pragma once
 // What a process has once, shared by the host and every module loaded into it: the debug output with its hook, and the
-// tick offset for tests. It lives in a small shared library of its own.
+// tick offset for tests, what raised priority was granted. It lives in a small shared library of its own.
 
 #include <cstdint>
 
@@ -11,14 +11,18 @@ namespace mcgate::process {
 /// Receives every text written to the debug output, as written, on the writing thread; must not call back.
 using DebugHook = void (*)(void* context, const char* text);
 
-/// Writes a text, as it stands, to the debug output: the hook if one is set, else standard error when the environment
-/// variable MCGATE_DEBUG is set and not empty, else nowhere. Any thread.
+/// Writes a text, as it stands, to the debug output: the hook if one is set, else standard error. Any thread.
 MCGATE_PROCESS_API void writeDebugOutput(const char* text) noexcept;
-/// Replaces the hook; null removes it. Returns when no call of the old hook is in progress.
+/// Replaces the hook; null removes it. Returns when no call of the old hook is in progress: for that a lock is held
+/// while a hook runs, and only then, so a hook must be quick. Standard error is written without it.
 MCGATE_PROCESS_API void setDebugHook(DebugHook hook, void* context) noexcept;
 
 /// Milliseconds added to platform::tickCount, so that tests can stand just before its wrap. 0 at first.
 MCGATE_PROCESS_API std::uint32_t tickOffset() noexcept;
 MCGATE_PROCESS_API void setTickOffset(std::uint32_t milliseconds) noexcept;
+
+/// What the last request for time-critical priority got, in any module of the process: a platform::PriorityClass.
+MCGATE_PROCESS_API int timeCriticalClass() noexcept;
+MCGATE_PROCESS_API void setTimeCriticalClass(int priorityClass) noexcept;
 
 }  // namespace mcgate::process
