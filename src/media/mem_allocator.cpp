@@ -1,7 +1,5 @@
 #include "media/mem_allocator.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
@@ -12,12 +10,15 @@
 
 #include "foundation/status.h"
 #include "media/media_sample.h"
+#include "platform/memory.h"
 
 namespace {
 
 constexpr std::chrono::milliseconds kSleepBeforeWait{40};
 
-bool dividesPage(std::int32_t alignment) noexcept { return alignment > 0 && ::sysconf(_SC_PAGESIZE) % alignment == 0; }
+bool dividesPage(std::int32_t alignment) noexcept {
+    return alignment > 0 && mcgate::platform::pageSize() % static_cast<std::size_t>(alignment) == 0;
+}
 
 }  // namespace
 
@@ -112,6 +113,7 @@ HRESULT CMemAllocator::Decommit() {
         const std::lock_guard hold(lock_);
         if (!committed_) return S_OK;
         committed_ = false;
+        ++decommits_;
         freed_.notify_all();
         if (!allFree()) {
             decommitPending_ = true;
@@ -127,19 +129,22 @@ HRESULT CMemAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME*, REFEREN
     if (sample == nullptr) return E_POINTER;
     *sample = nullptr;
     std::unique_lock hold(lock_);
-    while (committed_ && free_ == nullptr) {
+    // A wait ends with the decommit that it met, also when a commit follows before this thread has looked.
+    const std::uint32_t decommits = decommits_;
+    const auto usable = [&] { return committed_ && decommits_ == decommits; };
+    while (usable() && free_ == nullptr) {
         if ((flags & AM_GBF_NOWAIT) != 0) return VFW_E_TIMEOUT;
         if ((flags & AM_GBF_SLEEP_BEFORE_WAIT) != 0) {
             hold.unlock();
             std::this_thread::sleep_for(kSleepBeforeWait);
             hold.lock();
-            if (!committed_ || free_ != nullptr) break;
+            if (!usable() || free_ != nullptr) break;
         }
         ++waiters_;
         freed_.wait(hold);
         --waiters_;
     }
-    if (!committed_) return VFW_E_NOT_COMMITTED;
+    if (!usable()) return VFW_E_NOT_COMMITTED;
     CMediaSample* const taken = std::exchange(free_, free_->next_);
     --freeCount_;
     hold.unlock();

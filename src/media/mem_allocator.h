@@ -48,6 +48,7 @@ private:
     // The pool holds a reference on itself exactly while one of the two is true.
     bool committed_ = false;
     bool decommitPending_ = false;
+    std::uint32_t decommits_ = 0;
     CMediaSample* free_ = nullptr;  ///< linked through the samples, last returned first
     std::int32_t made_ = 0;
     std::int32_t freeCount_ = 0;

@@ -369,7 +369,9 @@ TEST(InputPin, LooksAtStoppedThenFlushingThenRunTimeError) {
     const ComPtr<IMediaSample> sample(new COOBMediaSample(nullptr, 0));
     chain.collector->Stop();
     EXPECT_EQ(pin.Receive(sample.get()), VFW_E_WRONG_STATE);
-    chain.collector->Pause();  // the stop took flushing and error away
+    EXPECT_EQ(chain.feeder->deliver({5}), VFW_E_NOT_COMMITTED) << "the pool of a stopped pin gives nothing";
+    chain.feeder->Stop();
+    chain.start();  // the stop took flushing and error away
     EXPECT_EQ(chain.feeder->deliver({5}), S_OK);
     EXPECT_EQ(chain.collector->bytes(), (std::vector<std::uint8_t>{1, 5}));
     chain.collector->Stop();

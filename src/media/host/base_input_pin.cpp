@@ -125,6 +125,7 @@ HRESULT CBaseInputPin::BreakConnect() {
 
 HRESULT CBaseInputPin::Inactive() {
     runTimeError_.store(false, std::memory_order_relaxed);
+    if (!allocator_) return VFW_E_NO_ALLOCATOR;
     flushing_.store(false, std::memory_order_relaxed);
-    return CBasePin::Inactive();
+    return allocator_->Decommit();  // ends an upstream wait for a free sample
 }

@@ -88,18 +88,27 @@ HRESULT CBasePin::AttemptConnection(IPin* receivePin, const CMediaType* type) {
         return refusal(status);
     }
     connected_ = receivePin;
-    status = SetMediaType(type);
-    if (SUCCEEDED(status)) {
-        status = receivePin->ReceiveConnection(this, type);
-        if (SUCCEEDED(status)) {
-            status = CompleteConnect(receivePin);
-            if (SUCCEEDED(status)) return S_OK;
-            receivePin->Disconnect();
-        }
-    }
+    status = join(receivePin, type);
+    if (SUCCEEDED(status)) return S_OK;
     BreakConnect();
     connected_.reset();
     return status;
+}
+
+HRESULT CBasePin::join(IPin* receivePin, const CMediaType* type) try {
+    HRESULT status = SetMediaType(type);
+    if (FAILED(status)) return status;
+    status = receivePin->ReceiveConnection(this, type);
+    if (FAILED(status)) return status;
+    status = finish(receivePin);
+    if (FAILED(status)) receivePin->Disconnect();
+    return status;
+} catch (...) {
+    return statusOfCurrentException();
+}
+
+HRESULT CBasePin::finish(IPin* peer) try { return CompleteConnect(peer); } catch (...) {
+    return statusOfCurrentException();
 }
 
 HRESULT CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) try {
@@ -119,7 +128,7 @@ HRESULT CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* type) 
     }
     connected_ = connector;
     status = SetMediaType(&offered);
-    if (SUCCEEDED(status)) status = CompleteConnect(connector);
+    if (SUCCEEDED(status)) status = finish(connector);
     if (SUCCEEDED(status)) return S_OK;
     BreakConnect();
     connected_.reset();

@@ -67,6 +67,9 @@ private:
     HRESULT AgreeMediaType(IPin* receivePin, const CMediaType* type);
     HRESULT TryMediaTypes(IPin* receivePin, const CMediaType* partial, IEnumMediaTypes* types);
     HRESULT AttemptConnection(IPin* receivePin, const CMediaType* type);
+    HRESULT join(IPin* receivePin, const CMediaType* type);
+    /// CompleteConnect, with what it throws as its status.
+    HRESULT finish(IPin* peer);
 
     const std::u16string name_;
     const PIN_DIRECTION direction_;
