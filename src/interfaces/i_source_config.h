@@ -15,8 +15,9 @@ struct ISourceConfig : IUnknown {
     /// What to receive. `group` "0.0.0.0" or any spelling of "::" listens on `local`:`port` (local "0.0.0.0": all
     /// interfaces); any other group is joined on the interface that carries `local`, source-specific when `source` is
     /// not empty ("0.0.0.0" is not empty). A null text counts as empty; only the port's low 16 bits count. Takes effect
-    /// at once when the filter is receiving, without waiting longer than a turn of its worker, else at the next Pause
-    /// out of stopped. E_FAIL, and nothing changed, for a refused address or port 0.
+    /// at once when the filter is receiving, else at the next Pause out of stopped; it waits for its worker's turn:
+    /// 100 ms, up to 450 ms when the sample pool is dry, and for as long as downstream blocks in a direct call. E_FAIL,
+    /// and nothing changed, for a refused address or port 0.
     virtual HRESULT SetSource(std::int32_t port, const WCHAR* local, const WCHAR* group, const WCHAR* source) = 0;
     /// Gives back what SetSource took; absent addresses read "0.0.0.0". E_FAIL, outputs untouched, when not configured.
     virtual HRESULT GetSource(BSTR* group, std::uint32_t* port, BSTR* local, BSTR* source) = 0;

@@ -33,8 +33,8 @@ HRESULT guarded(Step&& step) {
 
 }  // namespace
 
-CNetReceiver::CNetReceiver(IReceiverPin& pin, DataPresence& presence, Makers makers)
-    : pin_(pin), presence_(presence), makers_(std::move(makers)), rawSender_(makers_.rawSender()) {}
+CNetReceiver::CNetReceiver(IReceiverPin& pin, FlowWatch& watch, Makers makers)
+    : pin_(pin), watch_(watch), makers_(std::move(makers)), rawSender_(makers_.rawSender()) {}
 
 CNetReceiver::~CNetReceiver() { StopThread(); }
 
@@ -139,7 +139,7 @@ void CNetReceiver::receiveInto(Target& target) {
         target.sample->SetActualDataLength(length);
         pin_.Deliver(target.sample.get());
     }
-    if (presence_.present.load(std::memory_order_relaxed) == 0) presence_.tell(true);
+    if (watch_.present.load(std::memory_order_relaxed) == 0) watch_.tell(true);
     silentMs_ = 0;
     expiries_ = 0;
 }
@@ -147,24 +147,28 @@ void CNetReceiver::receiveInto(Target& target) {
 void CNetReceiver::onSilence() {
     silentMs_ += kTurnMs;
     announceGroup();  // a snooping switch may have forgotten us
-    if (silentMs_ <= threshold()) return;
+    if (!hasExpired()) return;
     silentMs_ = 0;
     ++expiries_;
     if (expiries_ == 1) {
         rebuildListener();
     } else {
-        presence_.tell(false);
+        watch_.tell(false);
     }
 }
 
+bool CNetReceiver::hasExpired() const noexcept {
+    return silentMs_ > watch_.thresholdMs.load(std::memory_order_relaxed);
+}
+
 void CNetReceiver::announceGroup() {
-    Endpoint target;
-    listener_->GetEndpoint(target);
-    if (target.tag() != Endpoint::kMulticast) return;
-    const auto& group = target.multicast()->Group;
-    if (group.family() != mcgate::platform::kFamilyIPv4) return;
-    if (target.multicast()->Source.family() != mcgate::platform::kFamilyNone) return;
     try {
+        Endpoint target;
+        listener_->GetEndpoint(target);
+        if (target.tag() != Endpoint::kMulticast) return;
+        const auto& group = target.multicast()->Group;
+        if (group.family() != mcgate::platform::kFamilyIPv4) return;
+        if (target.multicast()->Source.family() != mcgate::platform::kFamilyNone) return;
         rawSender_->SendMembershipReport(group.ipv4Word());
     } catch (...) {
         // Refused to an unprivileged process, or no route now: the join stands, and silence is still to be counted.
@@ -178,29 +182,27 @@ void CNetReceiver::rebuildListener() {
     listener_.reset();
     lost_ = std::move(target);
     lastSilenceTick_ = mcgate::platform::tickCount();
-    lastAttemptTick_ = lastSilenceTick_ - kRetryMs;  // the first attempt is due now
-    repairListener();
+    openLost();
 }
 
-// Without a listener turns are as short as their pause, so silence is counted by the clock.
+// Without a listener turns are as short as their pause, so silence is counted by the clock; an expiry counts at least a
+// turn, as it does with a listener.
 void CNetReceiver::repairListener() {
     const std::uint32_t now = mcgate::platform::tickCount();
     silentMs_ += static_cast<std::int32_t>(now - lastSilenceTick_);
     lastSilenceTick_ = now;
-    if (now - lastAttemptTick_ >= kRetryMs) {
-        lastAttemptTick_ = now;
-        try {
-            listener_ = makers_.listener(*lost_);
-            lost_.reset();
-        } catch (...) {
-            // The interface may be gone or the port taken; the next attempt is due in a second.
-            listener_.reset();
-        }
-    }
-    if (silentMs_ > threshold() && !listener_) expireWithoutListener();
+    if (now - lastAttemptTick_ >= kRetryMs) openLost();
+    if (listener_ || silentMs_ < kTurnMs || !hasExpired()) return;
+    silentMs_ = 0;
+    if (++expiries_ > 1) watch_.tell(false);
 }
 
-void CNetReceiver::expireWithoutListener() {
-    silentMs_ = 0;
-    if (++expiries_ > 1) presence_.tell(false);
+void CNetReceiver::openLost() {
+    lastAttemptTick_ = mcgate::platform::tickCount();
+    try {
+        listener_ = makers_.listener(*lost_);
+        lost_.reset();
+    } catch (...) {
+        listener_.reset();  // the interface may be gone or the port taken; the next attempt is due in a second
+    }
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -13,7 +12,7 @@
 #include "network/raw_membership_sender.h"
 #include "platform/critical_section.h"
 #include "platform/waitable.h"
-#include "receiver/data_presence.h"
+#include "receiver/flow_watch.h"
 
 /// What the worker needs of the output pin.
 class IReceiverPin {
@@ -60,7 +59,7 @@ public:
     using Makers = ReceiverMakers;
 
     /// Errors: what making the raw sender throws.
-    CNetReceiver(IReceiverPin& pin, DataPresence& presence, Makers makers = {});
+    CNetReceiver(IReceiverPin& pin, FlowWatch& watch, Makers makers = {});
     ~CNetReceiver();
     CNetReceiver(const CNetReceiver&) = delete;
     CNetReceiver& operator=(const CNetReceiver&) = delete;
@@ -72,19 +71,14 @@ public:
     /// pin to be active.
     HRESULT Open(const Endpoint& target);
     HRESULT Launch();
-    /// Returns when the worker has ended: within a turn (about 100 ms) unless downstream blocks in a direct call.
+    /// Returns when the worker has ended: within a turn (about 100 ms), 250 ms later when it waits for a free sample,
+    /// and without bound only while downstream blocks in a direct call.
     void StopThread();
     /// The worker's life.
     void ThreadBody();
     /// Waits up to 100 ms for a datagram and handles it, or counts the silence. What it throws comes from downstream or
     /// the data listener; ThreadBody treats that as a failed turn.
     HRESULT ReceiveTurn();
-
-    /// Silence in milliseconds after which a turn expires. Any thread; acts at the next silent turn.
-    void setThreshold(std::int32_t milliseconds) noexcept {
-        thresholdMs_.store(milliseconds, std::memory_order_relaxed);
-    }
-    std::int32_t threshold() const noexcept { return thresholdMs_.load(std::memory_order_relaxed); }
 
 private:
     /// Where a datagram goes: a sample of the pool, or the scratch buffer while the pin can't take one.
@@ -100,7 +94,8 @@ private:
     void announceGroup();
     void rebuildListener();
     void repairListener();
-    void expireWithoutListener();
+    void openLost();
+    bool hasExpired() const noexcept;
 
     static constexpr std::int32_t kTurnMs = 100;
     static constexpr std::int32_t kSmallestSample = 1500;
@@ -108,7 +103,7 @@ private:
     static constexpr std::uint32_t kBreakAfterMs = 250;
 
     IReceiverPin& pin_;
-    DataPresence& presence_;
+    FlowWatch& watch_;
     const Makers makers_;
     std::unique_ptr<IRawMembershipSender> rawSender_;
     std::unique_ptr<quorvel::system::thread::v1::Thread> workerThread_;
@@ -117,8 +112,7 @@ private:
     mcgate::platform::Event stopEvent_{mcgate::platform::Event::Reset::Automatic};
     mcgate::platform::Event ended_{mcgate::platform::Event::Reset::Manual};
     std::int32_t silentMs_ = 0;
-    std::uint32_t expiries_ = 0;  ///< since the last datagram
-    std::atomic<std::int32_t> thresholdMs_{5000};
+    std::uint32_t expiries_ = 0;    ///< since the last datagram
     std::optional<Endpoint> lost_;  ///< what a failed rebuild could not open, to be tried again
     std::uint32_t lastAttemptTick_ = 0;
     std::uint32_t lastSilenceTick_ = 0;

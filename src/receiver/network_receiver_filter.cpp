@@ -17,9 +17,9 @@ bool isConfigured(const udp::Endpoint& source) {
 }
 
 // An absent address reads as the IPv4 any address.
-BSTR addressText(const udp::SocketAddress& address) {
+std::u16string addressText(const udp::SocketAddress& address) {
     const auto text = udp::AddressToText(address).text;
-    return SysAllocString(mcgate::platform::toWide(text.empty() ? "0.0.0.0" : text).c_str());
+    return mcgate::platform::toWide(text.empty() ? "0.0.0.0" : text);
 }
 
 }  // namespace
@@ -86,17 +86,16 @@ HRESULT CNetworkReceiverFilter::basePause() {
 // Nobody but this thread can leave the stopped state meanwhile, as that takes configLock_. The worker starts with the
 // filter's lock held, so that its first turn finds the pin active.
 HRESULT CNetworkReceiverFilter::pauseOutOfStopped() {
-    auto fresh = std::make_unique<CNetReceiver>(*pin_, presence_, makers_);
+    auto fresh = std::make_unique<CNetReceiver>(*pin_, watch_, makers_);
     CNetReceiver& worker = *fresh;
     {
         const std::lock_guard hold(filterLock_);
         worker_ = std::move(fresh);
-        worker.setThreshold(timeoutMs_.load() / 2);
     }
     const Endpoint target = source();
     const bool configured = isConfigured(target);
     if (configured) {
-        presence_.present.store(0);
+        watch_.present.store(0);
         const HRESULT opened = worker.Open(target);
         if (FAILED(opened)) return opened;
     }
@@ -110,11 +109,16 @@ HRESULT CNetworkReceiverFilter::pauseOutOfStopped() {
 
 HRESULT CNetworkReceiverFilter::Stop() {
     const std::lock_guard hold(filterLock_);
-    if (IsActive() && pin_->IsConnected()) pin_->DeliverEndOfStream();
+    HRESULT status = S_OK;
+    try {
+        if (IsActive() && pin_->IsConnected()) pin_->DeliverEndOfStream();
+    } catch (...) {
+        status = statusOfCurrentException();  // the filter stops all the same
+    }
     pin_->Inactive();
     setState(State_Stopped);
-    presence_.present.store(0);
-    return S_OK;
+    watch_.present.store(0);
+    return status;
 }
 
 CNetworkReceiverFilter::Endpoint CNetworkReceiverFilter::source() const {
@@ -139,7 +143,7 @@ HRESULT CNetworkReceiverFilter::SetSource(std::int32_t port, const WCHAR* local,
         const std::lock_guard config(configLock_);
         Endpoint fresh = target;
         if (!swapIfDifferent(fresh)) return S_OK;
-        if (worker_) worker_->Start(target);  // a listener that can't be opened shows as silence, not as a failure here
+        if (worker_) worker_->Start(target);  // a listener that can't be opened leaves the worker without a thread
         return S_OK;
     } catch (...) {
         return E_FAIL;
@@ -151,10 +155,13 @@ HRESULT CNetworkReceiverFilter::GetSource(BSTR* group, std::uint32_t* port, BSTR
     try {
         const Endpoint present = this->source();
         if (!isConfigured(present)) return E_FAIL;
-        *local = addressText(udp::EndpointLocal(present));
+        const auto localText = addressText(udp::EndpointLocal(present));
+        const auto groupText = addressText(udp::EndpointGroup(present));
+        const auto sourceText = addressText(udp::EndpointSource(present));
+        *local = SysAllocString(localText.c_str());
         *port = udp::EndpointLocal(present).port();
-        *group = addressText(udp::EndpointGroup(present));
-        *source = addressText(udp::EndpointSource(present));
+        *group = SysAllocString(groupText.c_str());
+        *source = SysAllocString(sourceText.c_str());
         return S_OK;
     } catch (...) {
         return statusOfCurrentException();
@@ -162,7 +169,7 @@ HRESULT CNetworkReceiverFilter::GetSource(BSTR* group, std::uint32_t* port, BSTR
 }
 
 HRESULT CNetworkReceiverFilter::SetDataSourceListener(IDataSourceListener* listener) {
-    presence_.listener.set(listener);
+    watch_.listener.set(listener);
     return S_OK;
 }
 
@@ -172,7 +179,7 @@ HRESULT CNetworkReceiverFilter::RemoveDataSourceListener(IDataSourceListener*) {
 
 HRESULT CNetworkReceiverFilter::GetDataPresent(std::uint8_t* present) {
     if (present == nullptr) return E_POINTER;
-    *present = presence_.present.load(std::memory_order_relaxed);
+    *present = watch_.present.load(std::memory_order_relaxed);
     return S_OK;
 }
 
@@ -183,9 +190,8 @@ HRESULT CNetworkReceiverFilter::GetTimeout(std::uint32_t* milliseconds) {
 }
 
 HRESULT CNetworkReceiverFilter::SetTimeout(std::int32_t milliseconds) {
-    const std::lock_guard hold(filterLock_);
     timeoutMs_.store(milliseconds);
-    if (worker_) worker_->setThreshold(milliseconds / 2);
+    watch_.thresholdMs.store(milliseconds / 2, std::memory_order_relaxed);
     return S_OK;
 }
 

@@ -9,7 +9,7 @@
 #include "interfaces/i_source_config.h"
 #include "media/host/base_filter.h"
 #include "network/endpoint.h"
-#include "receiver/data_presence.h"
+#include "receiver/flow_watch.h"
 #include "receiver/net_receiver.h"
 #include "receiver/output_pin.h"
 
@@ -73,7 +73,7 @@ private:
     mutable std::mutex sourceLock_;
     Endpoint source_;  ///< under sourceLock_; all zero: not configured
     std::atomic<std::int32_t> timeoutMs_{5000};
-    DataPresence presence_;
+    FlowWatch watch_;
     const CNetReceiver::Makers makers_;
     std::unique_ptr<CNetReceiver> worker_;  ///< written under configLock_ and filterLock_
 };

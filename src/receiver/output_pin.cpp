@@ -148,7 +148,6 @@ HRESULT CNetOutputPin::Active() {
         settings.listSize = properties.cBuffers + 1;
         settings.priority = 0;
         HRESULT status = S_OK;
-        outputQueue_.reset();
         outputQueue_ = std::make_unique<COutputQueue>(GetConnected(), &status, settings);
         if (FAILED(status)) {
             outputQueue_.reset();

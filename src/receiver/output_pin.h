@@ -14,7 +14,8 @@
 /// not hold the worker.
 ///
 /// Threads: the worker (GetDeliveryBuffer, Deliver), graph threads (the rest). All under the filter's lock, but for the
-/// wait for a free sample: that holds a counted copy of the allocator and no lock, so a Stop can decommit it.
+/// notice of a dry pool and the wait for a free sample: these hold a counted copy of the allocator and no lock, so a
+/// Stop can decommit it.
 /// DeliverEndOfStream waits under that lock until downstream has taken everything; the queue's thread does not need it.
 class CNetOutputPin final : public CBaseOutputPin, public IReceiverPin {
 public:

@@ -77,10 +77,10 @@ public:
 struct NetReceiverTest : testing::Test {
     Wire wire;
     IdlePin pin;
-    DataPresence presence;
+    FlowWatch watch;
     Listener listener;
     CNetReceiver receiver{pin,
-                          presence,
+                          watch,
                           {[this](const Endpoint& target) -> std::unique_ptr<INetListener> {
                                if (wire.refuseListener) throw std::runtime_error("interface gone");
                                ++wire.made;
@@ -88,7 +88,7 @@ struct NetReceiverTest : testing::Test {
                            },
                            [this] { return std::make_unique<FakeReports>(wire); }}};
 
-    void SetUp() override { presence.listener.set(&listener); }
+    void SetUp() override { watch.listener.set(&listener); }
     void start(const Endpoint& target) {
         pin.answer = E_FAIL;  // the thread's turns do nothing
         ASSERT_EQ(receiver.Start(target), S_OK);
@@ -101,7 +101,7 @@ struct NetReceiverTest : testing::Test {
 };
 
 TEST_F(NetReceiverTest, SilenceRebuildsAt26AndIsToldAt52And78) {
-    receiver.setThreshold(2500);
+    watch.thresholdMs = 2500;
     start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", ""));
     turns(25);
     EXPECT_EQ(wire.made, 1);
@@ -118,7 +118,7 @@ TEST_F(NetReceiverTest, SilenceRebuildsAt26AndIsToldAt52And78) {
 }
 
 TEST_F(NetReceiverTest, DataClearsTheCountersAndIsToldOncePerChange) {
-    receiver.setThreshold(250);
+    watch.thresholdMs = 250;
     start(MakeEndpoint("127.0.0.1", 5000, "0.0.0.0", ""));
     wire.results = {1316, 1316};
     turns(2);
@@ -136,7 +136,7 @@ TEST_F(NetReceiverTest, DataClearsTheCountersAndIsToldOncePerChange) {
 }
 
 TEST_F(NetReceiverTest, EmptyAndFailedReadsAreNeitherDataNorSilence) {
-    receiver.setThreshold(250);
+    watch.thresholdMs = 250;
     start(MakeEndpoint("127.0.0.1", 5000, "0.0.0.0", ""));
     for (int i = 0; i < 4; ++i) {
         turns(1);
@@ -148,21 +148,21 @@ TEST_F(NetReceiverTest, EmptyAndFailedReadsAreNeitherDataNorSilence) {
 }
 
 TEST_F(NetReceiverTest, AThresholdOfNothingExpiresEveryTurn) {
-    receiver.setThreshold(0);
+    watch.thresholdMs = 0;
     start(MakeEndpoint("127.0.0.1", 5000, "232.1.1.1", "10.0.0.1"));
     turns(3);
     EXPECT_EQ(wire.made, 2);
     EXPECT_EQ(listener.heard, "ff");
-    receiver.setThreshold(1'000'000);
+    watch.thresholdMs = 1'000'000;
     turns(10);
     EXPECT_EQ(listener.heard, "ff");
     EXPECT_EQ(wire.reports, 0) << "a source-specific join announces nothing";
 }
 
 TEST_F(NetReceiverTest, AFailedRebuildIsRetriedEachSecondWhileSilenceGoesOn) {
-    mcgate::process::setTickOffset(0U - mcgate::process::tickOffset());
+    mcgate::process::setTickOffset(0);
     const auto pass = [](std::uint32_t ms) { mcgate::process::setTickOffset(mcgate::process::tickOffset() + ms); };
-    receiver.setThreshold(2500);
+    watch.thresholdMs = 2500;
     wire.refuseReport = true;
     start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", ""));
     turns(25);
