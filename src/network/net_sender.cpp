@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "foundation/exceptions.h"
+#include "foundation/log_exception.h"
 #include "foundation/status.h"
 #include "network/sock_udp_sender.h"
 #include "platform/clock.h"
@@ -92,36 +93,50 @@ void NetSender::drainLoop() {
     while (!mcgate::platform::wait(stopEvent_, kTickMs)) drainQuietly();
 }
 
-void NetSender::drainQuietly() {
+void NetSender::drainQuietly() noexcept {
     try {
         drain();
         lastFailure_.clear();
     } catch (...) {
-        tellDrainFailure(textOfCurrentException());
+        tellDrainFailure();
     }
 }
 
 // The first failure, then each new text, and the same one once a second: the drain thread fails a thousand times in it.
-void NetSender::tellDrainFailure(const std::string& text) {
-    const std::uint32_t now = mcgate::platform::tickCount();
-    if (text == lastFailure_ && now - lastFailureTick_ < kRepeatMs) return;
-    lastFailure_ = text;
-    lastFailureTick_ = now;
-    log_.Log(0, "%s", text.c_str());
+void NetSender::tellDrainFailure() noexcept {
+    try {
+        std::string text = textOfCurrentException();
+        const std::uint32_t now = mcgate::platform::tickCount();
+        if (text == lastFailure_ && now - lastFailureTick_ < kRepeatMs) return;
+        lastFailure_ = std::move(text);
+        lastFailureTick_ = now;
+    } catch (const std::bad_alloc&) {
+        return;  // no memory to tell it: the next tick tries again
+    }
+    mcgate::foundation::logCurrentException(log_);
 }
 
 void NetSender::setDestinations(const std::vector<DestinationAddresses>& list) {
     const std::lock_guard hold(lock_);
     clear();
+    try {
+        makeDestinations(list);
+    } catch (...) {
+        clear();  // all or nothing: what was made so far would send for a filter that is stopped
+        throw;
+    }
+    if (destinations_.empty()) {
+        throw cpp_utils::exception_utils::v1::ExceptionTemplate<NetSender>("unable to create UDP senders");
+    }
+}
+
+void NetSender::makeDestinations(const std::vector<DestinationAddresses>& list) {
     for (const auto& addresses : list) {
         try {
             destinations_.push_back(maker_(addresses));
         } catch (const cpp_utils::exception_utils::v1::QuorvelException& failure) {
             log_.Log(1, "unable to create UDP sender: %s", failure.what());
         }
-    }
-    if (destinations_.empty()) {
-        throw cpp_utils::exception_utils::v1::ExceptionTemplate<NetSender>("unable to create UDP senders");
     }
 }
 

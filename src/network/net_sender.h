@@ -55,8 +55,9 @@ public:
 
 private:
     void drainLoop();
-    void drainQuietly();
-    void tellDrainFailure(const std::string& text);
+    void drainQuietly() noexcept;
+    void tellDrainFailure() noexcept;
+    void makeDestinations(const std::vector<DestinationAddresses>& list);
     UdpPacket& nextSlot();
     void queuePending();
 

@@ -63,8 +63,9 @@ HRESULT CInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) {
     if (properties == nullptr) return E_POINTER;
     const std::int64_t bytesPerSecond = GetNominalBitRate(mediaType()) / 8;
     const std::int64_t buffers = kSecondsOfBuffers * bytesPerSecond / kBufferSize;
+    // A rate beyond 31 bits comes as a negative one and counts as unknown.
     properties->cBuffers =
-        static_cast<std::int32_t>(std::min<std::int64_t>(buffers, std::numeric_limits<std::int32_t>::max()));
+        static_cast<std::int32_t>(std::clamp<std::int64_t>(buffers, 0, std::numeric_limits<std::int32_t>::max()));
     properties->cbBuffer = kBufferSize;
     properties->cbAlign = kAlignment;
     properties->cbPrefix = 0;

@@ -4,6 +4,7 @@
 #include <mutex>
 #include <new>
 
+#include "foundation/log_exception.h"
 #include "foundation/status.h"
 
 using mcgate::foundation::statusOfCurrentException;
@@ -71,7 +72,7 @@ HRESULT CNetworkSend::Pause() {
     try {
         openDestinations();
     } catch (...) {
-        log_.Log(0, "%s", ("Unable to start net sender: " + textOfCurrentException()).c_str());
+        mcgate::foundation::logCurrentException(log_, "Unable to start net sender: ");
         return E_FAIL;
     }
     setState(State_Paused);
@@ -113,9 +114,18 @@ HRESULT CNetworkSend::AddDestination(const WCHAR* remote, std::uint32_t port, co
         *index = static_cast<std::int32_t>(destinations_.size()) - 1;
         return S_OK;
     } catch (...) {
-        log_.Log(1, "Invalid dest address: %s", textOfCurrentException().c_str());
         *index = -1;
+        refuse();
         return E_FAIL;
+    }
+}
+
+// In a handler. What the telling throws is dropped: the status tells enough.
+void CNetworkSend::refuse() noexcept {
+    try {
+        log_.Log(1, "Invalid dest address: %s", textOfCurrentException().c_str());
+    } catch (...) {
+        return;
     }
 }
 
@@ -152,9 +162,16 @@ HRESULT CNetworkSend::GetDestination(std::int32_t index, BSTR* remote, std::uint
         const auto& entry = destinations_[static_cast<std::size_t>(index)];
         const auto wideRemote = mcgate::platform::toWide(entry.Remote);
         const auto wideLocal = mcgate::platform::toWide(entry.Local);
-        *remote = SysAllocString(wideRemote.c_str());
+        BSTR const remoteText = SysAllocString(wideRemote.c_str());
+        BSTR const localText = SysAllocString(wideLocal.c_str());
+        if (remoteText == nullptr || localText == nullptr) {
+            SysFreeString(remoteText);
+            SysFreeString(localText);
+            return E_OUTOFMEMORY;
+        }
+        *remote = remoteText;
         *port = entry.Port;
-        *local = SysAllocString(wideLocal.c_str());
+        *local = localText;
         return S_OK;
     } catch (...) {
         return statusOfCurrentException();
@@ -210,9 +227,19 @@ void CNetworkSend::sendLoop() {
                                   [this]() -> NetSender& { return *netSender; },
                                   log_,
                               });
-        while (loop.turn()) {
+        while (turnSurvives(loop)) {
         }
     } catch (...) {
-        log_.Log(0, "%s", textOfCurrentException().c_str());
+        mcgate::foundation::logCurrentException(log_);
+    }
+}
+
+// A turn that throws, for want of memory or by a log that does, is over; the loop is not.
+bool CNetworkSend::turnSurvives(SendLoop& loop) noexcept {
+    try {
+        return loop.turn();
+    } catch (...) {
+        mcgate::foundation::logCurrentException(log_);
+        return true;
     }
 }

@@ -77,7 +77,9 @@ public:
 
 private:
     void sendLoop();
+    bool turnSurvives(SendLoop& loop) noexcept;
     void openDestinations();
+    void refuse() noexcept;
     bool isEntry(std::int32_t index) const noexcept;
 
     CCritSec filterLock_;

@@ -4,11 +4,11 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <exception>
 #include <stdexcept>
 #include <string>
 
-#include "foundation/format_text.h"
-#include "foundation/status.h"
+#include "foundation/log_exception.h"
 #include "media/sample_helpers.h"
 
 namespace {
@@ -25,6 +25,12 @@ std::int64_t add(std::int64_t left, std::int64_t right) {
 }
 std::int64_t subtract(std::int64_t left, std::int64_t right) {
     return static_cast<std::int64_t>(static_cast<std::uint64_t>(left) - static_cast<std::uint64_t>(right));
+}
+
+// Truncated toward zero, and clamped: a clock may show anything.
+std::int64_t toTicks(double seconds) {
+    constexpr double kLargest = 9.2e18;
+    return static_cast<std::int64_t>(std::clamp(seconds * 10'000'000.0, -kLargest, kLargest));
 }
 
 }  // namespace
@@ -120,7 +126,7 @@ std::optional<std::uint32_t> SendLoop::pacingWait(IMediaSample& sample) {
     const double local = localClock_->time();
     const double reference = referenceClock_->time();
     correctedClock_->update(local, reference);
-    const auto now = static_cast<std::int64_t>(correctedClock_->time() * 10'000'000.0);
+    const auto now = toTicks(correctedClock_->time());
     if (clockStart == kUnset) clockStart = now;
     const std::int64_t sampleTime = HasSampleTime(sample) ? GetSampleStartTime(sample) : 0;
     if (sampleStart == kUnset) sampleStart = sampleTime;
@@ -166,11 +172,21 @@ void SendLoop::sendPlain(const std::uint8_t* data, std::int32_t length, REFERENC
         return;
     }
     // A sample of this size is cut every 1500 bytes wherever it is split here: the first piece pushes out what was
-    // gathered.
-    sender.sendAggregated(data, kLongPiece, start);
-    for (std::int32_t offset = kLongPiece; offset < length; offset += kLongPiece) {
-        sender.sendChunked(data + offset, static_cast<std::uint16_t>(std::min(kLongPiece, length - offset)), start);
+    // gathered. A destination that fails during one piece must not cost the pieces behind it.
+    std::exception_ptr failure;
+    for (std::int32_t offset = 0; offset < length; offset += kLongPiece) {
+        const auto size = static_cast<std::uint16_t>(std::min(kLongPiece, length - offset));
+        try {
+            if (offset == 0) {
+                sender.sendAggregated(data, size, start);
+            } else {
+                sender.sendChunked(data + offset, size, start);
+            }
+        } catch (...) {
+            if (!failure) failure = std::current_exception();
+        }
     }
+    if (failure) std::rethrow_exception(failure);
 }
 
 void SendLoop::sendTimeStamped(const std::uint8_t* data, std::int32_t length, REFERENCE_TIME start) {
@@ -185,7 +201,7 @@ void SendLoop::sendTimeStamped(const std::uint8_t* data, std::int32_t length, RE
     environment_.netSender().sendChunked(record.data(), static_cast<std::uint16_t>(size + kRecordTime), 0);
 }
 
-void SendLoop::logException() { environment_.log.Log(0, "%s", mcgate::foundation::textOfCurrentException().c_str()); }
+void SendLoop::logException() noexcept { mcgate::foundation::logCurrentException(environment_.log); }
 
 void SendLoop::logOffsets(const char* progress) {
     environment_.log.Log(2, "%s %d+%d ms", progress,

@@ -58,7 +58,8 @@ struct SendLoopEnvironment {
 /// unpaced, then the next sample sets new origins.
 ///
 /// Threads: made and run on the send thread alone; others reach it through SendState. It holds no lock while it waits,
-/// and every wait is on the stop event or includes it. No exception leaves turn().
+/// and every wait is on the stop event or includes it. turn() handles what a destination, a sample or a clock throws;
+/// what a log throws is the caller's.
 class SendLoop {
 public:
     SendLoop(SendState& state, SendLoopEnvironment environment);
@@ -80,7 +81,7 @@ private:
     void sendSample(IMediaSample& sample);
     void sendPlain(const std::uint8_t* data, std::int32_t length, REFERENCE_TIME start);
     void sendTimeStamped(const std::uint8_t* data, std::int32_t length, REFERENCE_TIME start);
-    void logException();
+    void logException() noexcept;
     void logOffsets(const char* progress);
 
     SendState& state_;
