@@ -1,0 +1,116 @@
+#pragma once
+// The other side of the wire, in plain sockets: nothing here is the system's own code.
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "support/private_network.h"
+
+namespace test {
+
+/// An address and port as the kernel wants it.
+struct Endpoint {
+    sockaddr_storage storage{};
+    socklen_t length = 0;
+
+    Endpoint(const std::string& address, std::uint16_t port);
+    const sockaddr* get() const { return reinterpret_cast<const sockaddr*>(&storage); }
+};
+
+/// A datagram socket that is closed with the object.
+class PlainSocket {
+public:
+    explicit PlainSocket(int family);
+    PlainSocket(PlainSocket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
+    PlainSocket& operator=(PlainSocket&&) = delete;
+    ~PlainSocket();
+    int get() const noexcept { return descriptor_; }
+    /// False when the port is taken. `reuse` first sets SO_REUSEADDR.
+    bool bind(const Endpoint& local, bool reuse) const;
+    void joinAnySource(const std::string& group, const std::string& interfaceName) const;
+
+private:
+    int descriptor_;
+};
+
+/// Sends text datagrams from one address of a host; a group leaves through the interface of that address.
+class Speaker {
+public:
+    Speaker(const Host& host, const std::string& local, const std::string& interfaceName);
+    /// False when the kernel refused.
+    bool say(const std::string& text, const std::string& address, std::uint16_t port) const;
+
+private:
+    PlainSocket socket_;
+};
+
+/// Sends the numbers from 1 on, four bytes each, every few milliseconds until it is destroyed.
+class Stream {
+public:
+    Stream(const Host& host, const std::string& local, const std::string& interfaceName, const std::string& address,
+           std::uint16_t port, std::chrono::milliseconds spacing = std::chrono::milliseconds(5));
+    ~Stream();
+
+private:
+    const Speaker speaker_;
+    std::atomic<bool> ending_{false};
+    std::thread thread_;
+};
+
+/// Keeps the first four bytes, as a number, of every datagram that comes to an address of a host, or to a group there.
+class Ear {
+public:
+    Ear(const Host& host, const std::string& address, std::uint16_t port, const std::string& interfaceName);
+    ~Ear();
+    std::set<std::uint32_t> heard();
+    /// How many datagrams came, repeats included.
+    std::size_t count();
+    bool waitForNumberAbove(std::uint32_t number, std::chrono::seconds deadline = std::chrono::seconds(20));
+
+private:
+    void listen();
+
+    PlainSocket socket_;
+    std::atomic<bool> ending_{false};
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::set<std::uint32_t> heard_;
+    std::size_t count_ = 0;
+    std::thread thread_;
+};
+
+/// Reads group membership off the wire at one interface of a host, in lines such as "igmp2 report 239.1.1.1",
+/// "igmp3 to-exclude 239.1.1.1", "igmp3 allow 232.1.1.1 10.66.0.2", "mld2 block ff35::1 fd66::2".
+/// RFC 2236, RFC 3376, RFC 3810.
+class MembershipTap {
+public:
+    MembershipTap(const Host& host, const std::string& interfaceName);
+    ~MembershipTap();
+    std::vector<std::string> lines();
+    int count(const std::string& line);
+    bool waitFor(const std::string& line, int times = 1, std::chrono::seconds deadline = std::chrono::seconds(20));
+
+private:
+    void listen();
+    void note(const std::string& line);
+
+    int descriptor_ = -1;
+    std::atomic<bool> ending_{false};
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::vector<std::string> lines_;
+    std::thread thread_;
+};
+
+}  // namespace test

@@ -1,0 +1,137 @@
+// Cables, interfaces and addresses that go and come back, seen from the receiver and from the sender.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <ostream>
+
+#include "receiving_graph.h"
+#include "sending_graph.h"
+#include "support/plain_sockets.h"
+#include "support/two_hosts.h"
+
+namespace {
+
+using namespace test;
+using std::chrono::milliseconds;
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint16_t kPort = 5000;
+constexpr std::int32_t kTimeoutMs = 2000;
+constexpr milliseconds kAfterTimeout{kTimeoutMs + 1000};
+
+/// Something that goes wrong with the first cable, and its repair.
+struct Fault {
+    const char* name;
+    void (TwoHosts::*happen)() const;
+    void (TwoHosts::*mend)() const;
+    bool newInterface = false;  ///< after the repair it is another interface with the old name and address
+
+    friend std::ostream& operator<<(std::ostream& out, const Fault& fault) { return out << fault.name; }
+};
+
+const Fault kFaults[] = {
+    {"CablePulled", &TwoHosts::pullCable, &TwoHosts::plugCable},
+    {"AdminDown", &TwoHosts::setDown, &TwoHosts::setUp},
+    {"AddressRemoved", &TwoHosts::removeAddress, &TwoHosts::restoreAddress},
+    {"InterfaceMadeAnew", &TwoHosts::deleteInterface, &TwoHosts::makeInterfaceAnew, true},
+};
+
+/// What the peer sends on the first cable.
+struct ThreeStreams {
+    explicit ThreeStreams(const TwoHosts& hosts)
+        : anySource(hosts.peer, "10.66.0.2", "mc1", "239.1.1.1", kPort),
+          sourceSpecific(hosts.peer, "10.66.0.2", "mc1", "232.1.1.1", kPort),
+          six(hosts.peer, "fd66::2", "mc1", "ff15::1", kPort) {}
+    Stream anySource, sourceSpecific, six;
+};
+
+struct LostInterface : testing::TestWithParam<Fault> {
+    void SetUp() override {
+        if (!inPrivateNetwork()) GTEST_SKIP() << "needs a private network";
+    }
+};
+
+TEST_P(LostInterface, TheReceiverTellsNoDataAndThenDataWithoutARestart) {
+    const Fault& fault = GetParam();
+    const TwoHosts hosts;
+    ReceivingGraph anySource(kPort, "10.66.0.1", "239.1.1.1", "", kTimeoutMs);
+    ReceivingGraph sourceSpecific(kPort, "10.66.0.1", "232.1.1.1", "10.66.0.2", kTimeoutMs);
+    ReceivingGraph six(kPort, "fd66::1", "ff15::1", "", kTimeoutMs);
+    ReceivingGraph* const graphs[] = {&anySource, &sourceSpecific, &six};
+    for (auto* graph : graphs) graph->start();
+    auto spoken = std::make_unique<ThreeStreams>(hosts);
+    for (auto* graph : graphs) ASSERT_TRUE(graph->collector->waitForSamples(1));
+
+    const auto gone = Clock::now();
+    (hosts.*fault.happen)();
+    // A group still arrives at an interface that has lost its address: here silence comes from the other side.
+    if (fault.happen == &TwoHosts::removeAddress) spoken.reset();
+    for (auto* graph : graphs) graph->presence.waitFor(false, gone, kAfterTimeout);
+    std::this_thread::sleep_until(gone + milliseconds(4000));  // the length of the story
+
+    const auto mended = Clock::now();
+    (hosts.*fault.mend)();
+    if (fault.newInterface || !spoken) {
+        spoken.reset();
+        spoken = std::make_unique<ThreeStreams>(hosts);
+    }
+    for (auto* graph : graphs) graph->presence.waitFor(true, mended, kAfterTimeout);
+}
+
+TEST_P(LostInterface, TheSenderServesTheOthersAndComesBack) {
+    const Fault& fault = GetParam();
+    const TwoHosts hosts;
+    // Both the lost and the sound cable carry a group and a unicast stream; the lost ones stand first in the list.
+    SendingGraph sender({{"239.1.1.1", "10.66.0.1"},
+                         {"10.66.0.2", "10.66.0.1"},
+                         {"ff15::1", "fd66::1"},
+                         {"239.1.1.2", "10.67.0.1"},
+                         {"10.67.0.2", "10.67.0.1"}},
+                        kPort);
+    const auto listenFirst = [&hosts] {
+        struct Ears {
+            Ear group, unicast, six;
+        };
+        return std::unique_ptr<Ears>(new Ears{{hosts.peer, "239.1.1.1", kPort, "mc1"},
+                                              {hosts.peer, "10.66.0.2", kPort, "mc1"},
+                                              {hosts.peer, "ff15::1", kPort, "mc1"}});
+    };
+    auto lost = listenFirst();
+    Ear soundGroup(hosts.peer, "239.1.1.2", kPort, "mc3");
+    Ear soundUnicast(hosts.peer, "10.67.0.2", kPort, "mc3");
+    sender.start();
+    const auto lostHearAbove = [&lost](std::uint32_t number) {
+        EXPECT_TRUE(lost->group.waitForNumberAbove(number));
+        EXPECT_TRUE(lost->unicast.waitForNumberAbove(number));
+        EXPECT_TRUE(lost->six.waitForNumberAbove(number));
+    };
+    lostHearAbove(10);
+
+    (hosts.*fault.happen)();
+    const std::uint32_t atFault = sender.last();
+    const auto before = sender.longestDelivery();
+    ASSERT_TRUE(soundGroup.waitForNumberAbove(atFault + 400));
+    (hosts.*fault.mend)();
+    if (fault.newInterface) {
+        lost = listenFirst();
+        sender.restart();
+    }
+    lostHearAbove(sender.last());
+    sender.stop();
+
+    EXPECT_EQ(sender.log.count("unable to send packet"), 0) << "a lost interface costs nothing and says nothing";
+    EXPECT_LT(sender.longestDelivery(), before + milliseconds(100));
+    for (Ear* ear : {&soundGroup, &soundUnicast}) {
+        // The last datagram still waits for its successor; a restart forgets one more.
+        const auto heard = ear->heard();
+        const std::size_t missing = sender.last() - heard.size();
+        EXPECT_LE(missing, fault.newInterface ? 2U : 1U) << "every datagram reaches the other destinations";
+        EXPECT_EQ(ear->count(), heard.size()) << "once";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Faults, LostInterface, testing::ValuesIn(kFaults),
+                         [](const auto& fault) { return std::string(fault.param.name); });
+
+}  // namespace

@@ -1,0 +1,101 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "sender/network_send.h"
+#include "support/recording_log.h"
+#include "support/test_filters.h"
+
+namespace test {
+
+/// The sender behind a feeder whose samples, one datagram each, begin with the numbers from 1 on.
+class SendingGraph {
+public:
+    struct Destination {
+        std::string remote;
+        std::string local;
+    };
+
+    SendingGraph(const std::vector<Destination>& destinations, std::uint16_t port) {
+        using mcgate::platform::toWide;
+        filter->SetLogPerf(&log);
+        filter->EnablePacing(0);  // the feeder keeps the pace
+        for (const auto& one : destinations) {
+            std::int32_t index = -1;
+            EXPECT_EQ(filter->AddDestination(toWide(one.remote).c_str(), port, toWide(one.local).c_str(), &index),
+                      S_OK);
+        }
+        EXPECT_EQ(connection.status(), S_OK);
+    }
+    ~SendingGraph() {
+        stop();
+        connection.disconnect();
+        filter->SetLogPerf(nullptr);
+    }
+    void start() {
+        ASSERT_EQ(filter->Run(0), S_OK);
+        ASSERT_EQ(feeder->Run(0), S_OK);
+        ending_ = false;
+        thread_ = std::thread([this] { feed(); });
+    }
+    void stop() {
+        if (!thread_.joinable()) return;
+        ending_ = true;
+        thread_.join();
+        EXPECT_EQ(filter->Stop(), S_OK);
+        EXPECT_EQ(feeder->Stop(), S_OK);
+    }
+    /// What a host does to open the sockets anew.
+    void restart() {
+        stop();
+        start();
+    }
+    std::uint32_t last() const { return last_; }
+    /// The longest time that one sample took from the feeder's hands.
+    std::chrono::nanoseconds longestDelivery() const { return longest_.load(); }
+
+    RecordingLog log;
+    ComPtr<CNetworkSend> filter = make();
+
+private:
+    static ComPtr<CNetworkSend> make() {
+        HRESULT status = S_OK;
+        ComPtr<CNetworkSend> made(new CNetworkSend(nullptr, &status));
+        EXPECT_EQ(status, S_OK);
+        return made;
+    }
+    static CMediaType transportType() {
+        CMediaType type(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
+        const AM_MPEGSYSTEMTYPE block{0, 0};
+        type.SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
+        return type;
+    }
+    void feed() {
+        using Clock = std::chrono::steady_clock;
+        std::vector<std::uint8_t> bytes(1316, 0x47);
+        auto next = Clock::now();
+        while (!ending_) {
+            const std::uint32_t number = last_ + 1;
+            std::memcpy(bytes.data(), &number, sizeof number);
+            const auto begin = Clock::now();
+            if (FAILED(feeder->deliver(bytes))) return;
+            longest_ = std::max(longest_.load(), Clock::now() - begin);
+            last_ = number;
+            std::this_thread::sleep_until(next += std::chrono::milliseconds(2));
+        }
+    }
+
+    ComPtr<FeedingFilter> feeder{new FeedingFilter(transportType(), 256)};
+    PinConnection connection{feeder->output(), filter->GetPin(0)};
+    std::atomic<bool> ending_{false};
+    std::atomic<std::uint32_t> last_{0};
+    std::atomic<std::chrono::nanoseconds> longest_{std::chrono::nanoseconds(0)};
+    std::thread thread_;
+};
+
+}  // namespace test
