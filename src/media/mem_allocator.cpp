@@ -53,9 +53,9 @@ HRESULT CMemAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PR
     const std::int64_t rounded = (stride + request->cbAlign - 1) / request->cbAlign * request->cbAlign;
     if (rounded > std::numeric_limits<std::int32_t>::max()) return E_OUTOFMEMORY;
 
-    const std::lock_guard hold(lock_);
+    const std::lock_guard hold(takeLock_);
     if (committed_) return VFW_E_ALREADY_COMMITTED;
-    if (!allFree()) return VFW_E_BUFFERS_OUTSTANDING;
+    if (!allBack()) return VFW_E_BUFFERS_OUTSTANDING;
     properties_ = *request;
     properties_.cbBuffer = static_cast<std::int32_t>(rounded) - request->cbPrefix;
     *actual = properties_;
@@ -64,19 +64,20 @@ HRESULT CMemAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PR
 
 HRESULT CMemAllocator::GetProperties(ALLOCATOR_PROPERTIES* properties) {
     if (properties == nullptr) return E_POINTER;
-    const std::lock_guard hold(lock_);
+    const std::lock_guard hold(takeLock_);
     *properties = properties_;
     return S_OK;
 }
 
 HRESULT CMemAllocator::Commit() try {
-    const std::lock_guard hold(lock_);
+    const std::lock_guard hold(takeLock_);
     if (committed_) return S_OK;
     if (!decommitPending_) {
         const HRESULT status = allocate();
         if (FAILED(status)) return status;
         AddRef();
     }
+    const std::lock_guard holdReturn(returnLock_);
     decommitPending_ = false;
     committed_ = true;
     return S_OK;
@@ -102,6 +103,7 @@ HRESULT CMemAllocator::allocate() {
     return S_OK;
 }
 
+// With takeLock_ held, and every sample back in free_.
 void CMemAllocator::releaseMemory() noexcept {
     free_ = nullptr;
     made_ = freeCount_ = 0;
@@ -110,73 +112,123 @@ void CMemAllocator::releaseMemory() noexcept {
 
 HRESULT CMemAllocator::Decommit() {
     {
-        const std::lock_guard hold(lock_);
+        const std::lock_guard hold(takeLock_);
         if (!committed_) return S_OK;
         committed_ = false;
-        ++decommits_;
-        freed_.notify_all();
-        if (!allFree()) {
-            decommitPending_ = true;
-            return S_OK;
+        {
+            const std::lock_guard holdReturn(returnLock_);
+            ++decommits_;
+            decommitPending_ = true;  // seen by whoever returns a sample from now on
+            returnedOne_.notify_all();
         }
-        releaseMemory();
     }
-    Release();
+    releaseIfAllBack();
     return S_OK;
 }
 
 HRESULT CMemAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME*, REFERENCE_TIME*, std::uint32_t flags) {
     if (sample == nullptr) return E_POINTER;
     *sample = nullptr;
-    std::unique_lock hold(lock_);
+    Hold hold(takeLock_);
     // A wait ends with the decommit that it met, also when a commit follows before this thread has looked.
     const std::uint32_t decommits = decommits_;
-    const auto usable = [&] { return committed_ && decommits_ == decommits; };
-    while (usable() && free_ == nullptr) {
+    CMediaSample* taken = nullptr;
+    while (committed_ && decommits_ == decommits && (taken = takeFree()) == nullptr) {
         if ((flags & AM_GBF_NOWAIT) != 0) return VFW_E_TIMEOUT;
-        if ((flags & AM_GBF_SLEEP_BEFORE_WAIT) != 0) {
-            hold.unlock();
-            std::this_thread::sleep_for(kSleepBeforeWait);
-            hold.lock();
-            if (!usable() || free_ != nullptr) break;
-        }
-        ++waiters_;
-        freed_.wait(hold);
-        --waiters_;
+        const std::uint32_t takeovers = takeovers_;
+        hold.unlock();
+        waitForReturn(decommits, takeovers, flags);
+        hold.lock();
     }
-    if (!usable()) return VFW_E_NOT_COMMITTED;
-    CMediaSample* const taken = std::exchange(free_, free_->next_);
-    --freeCount_;
+    if (taken == nullptr) return VFW_E_NOT_COMMITTED;
     hold.unlock();
     taken->references_.store(1, std::memory_order_relaxed);
     *sample = taken;
     return S_OK;
 }
 
+// With takeLock_ held.
+CMediaSample* CMemAllocator::takeFree() noexcept {
+    if (free_ == nullptr && anyReturned_.load(std::memory_order_acquire)) takeOverReturned();
+    if (free_ == nullptr) return nullptr;
+    --freeCount_;
+    return std::exchange(free_, free_->next_);
+}
+
+// With takeLock_ held. The returned list is counted here, by the taker, and not by those who return.
+void CMemAllocator::takeOverReturned() noexcept {
+    const std::lock_guard hold(returnLock_);
+    CMediaSample* last = nullptr;
+    for (CMediaSample* one = returned_; one != nullptr; one = one->next_) {
+        last = one;
+        ++freeCount_;
+    }
+    if (last == nullptr) return;
+    last->next_ = free_;
+    free_ = std::exchange(returned_, nullptr);
+    anyReturned_.store(false, std::memory_order_relaxed);
+    ++takeovers_;  // who waits for the returned list must look at this one
+    if (waiters_ > 0) returnedOne_.notify_all();
+}
+
+// With takeLock_ held.
+bool CMemAllocator::allBack() noexcept {
+    takeOverReturned();
+    return freeCount_ == made_;
+}
+
+// Until a sample may be free or the pool was decommitted; without takeLock_.
+void CMemAllocator::waitForReturn(std::uint32_t decommits, std::uint32_t takeovers, std::uint32_t flags) {
+    if ((flags & AM_GBF_SLEEP_BEFORE_WAIT) != 0) {
+        std::this_thread::sleep_for(kSleepBeforeWait);
+        if (anyReturned_.load(std::memory_order_acquire)) return;
+    }
+    if (patience_.look([this] { return anyReturned_.load(std::memory_order_acquire); })) return;
+    Hold hold(returnLock_);
+    ++waiters_;
+    returnedOne_.wait(hold, [&] { return returned_ != nullptr || takeovers_ != takeovers || decommits_ != decommits; });
+    --waiters_;
+}
+
 HRESULT CMemAllocator::ReleaseBuffer(IMediaSample* sample) {
     if (sample == nullptr) return E_POINTER;
-    auto* const returned = static_cast<CMediaSample*>(sample);
+    auto* const back = static_cast<CMediaSample*>(sample);
+    bool pending = false;
     {
-        const std::lock_guard hold(lock_);
-        returned->next_ = free_;
-        free_ = returned;
-        ++freeCount_;
-        // Under the lock: afterwards nothing but the lock's end touches a pool that another thread may be giving up.
-        if (waiters_ > 0) freed_.notify_one();
-        if (!decommitPending_ || !allFree()) return S_OK;
-        decommitPending_ = false;
-        releaseMemory();
+        const std::lock_guard hold(returnLock_);
+        pending = decommitPending_;
+        // Afterwards nothing but the lock's end touches a pool that another thread may be giving up; who still has to
+        // look at it holds it.
+        if (pending) AddRef();
+        back->next_ = returned_;
+        returned_ = back;
+        if (!anyReturned_.load(std::memory_order_relaxed)) anyReturned_.store(true, std::memory_order_release);
+        if (waiters_ > 0) returnedOne_.notify_one();
     }
+    if (!pending) return S_OK;
+    releaseIfAllBack();
     Release();
     return S_OK;
 }
 
+void CMemAllocator::releaseIfAllBack() {
+    {
+        const std::lock_guard hold(takeLock_);
+        if (!decommitPending_ || !allBack()) return;
+        const std::lock_guard holdReturn(returnLock_);
+        decommitPending_ = false;
+        releaseMemory();
+    }
+    Release();
+}
+
 std::int32_t CMemAllocator::freeCount() {
-    const std::lock_guard hold(lock_);
+    const std::lock_guard hold(takeLock_);
+    takeOverReturned();
     return freeCount_;
 }
 
 std::int32_t CMemAllocator::waiterCount() {
-    const std::lock_guard hold(lock_);
+    const std::lock_guard hold(returnLock_);
     return waiters_;
 }

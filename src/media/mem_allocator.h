@@ -1,22 +1,26 @@
 #pragma once
 
+#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 
 #include "media/host/base_object.h"
 #include "media/host/interfaces.h"
+#include "platform/waitable.h"
 
 class CMediaSample;
 
 /// A pool of samples over one block of memory, handed out and taken back without allocation.
 ///
-/// Threads: any; one lock over list and counters, not held while waiting. Decommit ends every wait. While committed, or
-/// with samples out, the pool keeps itself alive, so it may outlive pins and filters. Rules: properties are refused
-/// while committed (VFW_E_ALREADY_COMMITTED) or with samples out (VFW_E_BUFFERS_OUTSTANDING); the alignment must divide
-/// the page size (VFW_E_BADALIGN) and sizes are rounded up to it, prefix included; Commit without sizes gives
-/// VFW_E_SIZENOTSET; a decommit with samples out is pending until the last is back, and a commit meanwhile takes it
-/// back.
+/// Threads: any. Those who take samples and those who return them have a list and a lock each, so that at full speed
+/// the two sides rarely touch the same memory: takeLock_ (own list, state), then returnLock_ (returned list, waiters);
+/// a taker whose list is empty takes over the returned one. Neither is held while waiting. Decommit ends every wait.
+/// While committed, or with samples out, the pool keeps itself alive, so it may outlive pins and filters. Rules:
+/// properties are refused while committed (VFW_E_ALREADY_COMMITTED) or with samples out (VFW_E_BUFFERS_OUTSTANDING);
+/// the alignment must divide the page size (VFW_E_BADALIGN) and sizes are rounded up to it, prefix included; Commit
+/// without sizes gives VFW_E_SIZENOTSET; a decommit with samples out is pending until the last is back, and a commit
+/// meanwhile takes it back.
 class CMemAllocator final : public CUnknown, public IMemAllocator {
 public:
     explicit CMemAllocator(IUnknown* outer);
@@ -38,20 +42,32 @@ public:
 
 private:
     struct Block;
-    HRESULT allocate();
-    bool allFree() const noexcept { return freeCount_ == made_; }
-    void releaseMemory() noexcept;
+    using Hold = std::unique_lock<std::mutex>;
 
-    std::mutex lock_;
-    std::condition_variable freed_;
+    HRESULT allocate();
+    void releaseMemory() noexcept;
+    CMediaSample* takeFree() noexcept;
+    void takeOverReturned() noexcept;
+    bool allBack() noexcept;
+    void waitForReturn(std::uint32_t decommits, std::uint32_t takeovers, std::uint32_t flags);
+    void releaseIfAllBack();
+
+    std::mutex takeLock_;  // over what follows; with returnLock_ held, too, where it says so
     ALLOCATOR_PROPERTIES properties_;
+    CMediaSample* free_ = nullptr;  ///< linked through the samples, last returned first
+    std::int32_t freeCount_ = 0;
+    std::int32_t made_ = 0;
     // The pool holds a reference on itself exactly while one of the two is true.
     bool committed_ = false;
-    bool decommitPending_ = false;
-    std::uint32_t decommits_ = 0;
-    CMediaSample* free_ = nullptr;  ///< linked through the samples, last returned first
-    std::int32_t made_ = 0;
-    std::int32_t freeCount_ = 0;
-    std::int32_t waiters_ = 0;
+    bool decommitPending_ = false;  ///< written with both locks
+    std::uint32_t decommits_ = 0;   ///< written with both locks
+    std::uint32_t takeovers_ = 0;   ///< of the returned list; written with both locks
     std::unique_ptr<Block> block_;  ///< memory and samples; there while committed or with samples out
+
+    alignas(mcgate::platform::kCacheLine) std::mutex returnLock_;  // over what follows
+    std::condition_variable returnedOne_;
+    CMediaSample* returned_ = nullptr;
+    std::int32_t waiters_ = 0;
+    std::atomic<bool> anyReturned_{false};  ///< a look at returned_ without the lock
+    mcgate::platform::Patience patience_;
 };

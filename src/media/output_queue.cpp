@@ -127,7 +127,7 @@ void COutputQueue::BeginFlush() {
     std::vector<IMediaSample*> batched;
     batched.reserve(batch_.capacity());
     batched.swap(batch_);
-    GrowingRing<Item> items(std::move(list_));
+    mcgate::foundation::GrowingRing<Item> items(std::move(list_));
     emptyEvent_.set();
     hold.unlock();
     releaseAll(items, batched);
@@ -246,7 +246,7 @@ void COutputQueue::sendSegment(const Segment& segment, Hold& hold) {
     callDownstream([&] { pin_->NewSegment(segment.start, segment.stop, segment.rate); }, hold);
 }
 
-void COutputQueue::releaseAll(GrowingRing<Item>& items, const std::vector<IMediaSample*>& batched) {
+void COutputQueue::releaseAll(mcgate::foundation::GrowingRing<Item>& items, const std::vector<IMediaSample*>& batched) {
     while (!items.empty()) {
         if (IMediaSample* sample = items.pop().sample) sample->Release();
     }

@@ -5,8 +5,8 @@
 #include <mutex>
 #include <vector>
 
+#include "foundation/growing_ring.h"
 #include "foundation/thread.h"
-#include "media/growing_ring.h"
 #include "media/host/interfaces.h"
 #include "platform/waitable.h"
 
@@ -80,7 +80,7 @@ private:
     void sendSegment(const Segment& segment, Hold& hold);
     template <class Call>
     void callDownstream(Call&& call, Hold& hold);
-    static void releaseAll(GrowingRing<Item>& items, const std::vector<IMediaSample*>& batched);
+    static void releaseAll(mcgate::foundation::GrowingRing<Item>& items, const std::vector<IMediaSample*>& batched);
 
     const OutputQueueSettings settings_;
     mcgate::platform::ComPtr<IPin> pin_;
@@ -90,7 +90,7 @@ private:
     std::mutex lock_;  // over what follows
     std::condition_variable wake_;
     std::condition_variable delivered_;
-    GrowingRing<Item> list_;
+    mcgate::foundation::GrowingRing<Item> list_;
     std::vector<IMediaSample*> batch_;
     std::vector<IMediaSample*> spare_;  ///< takes the batch's place while that is delivered
     HRESULT status_ = S_OK;

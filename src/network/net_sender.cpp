@@ -42,13 +42,14 @@ void NetSender::sendAggregated(const std::uint8_t* data, std::uint16_t length, s
     if (destinations_.empty()) return;
     if (pendingPacket.size != 0 && pendingPacket.size + length > static_cast<int>(UdpPacket::kCapacity)) queuePending();
     if (length >= UdpPacket::kCapacity) {
-        sendChunked(data, length, timeTag);
+        queueChunks(data, length, timeTag);
+        drainQueue();
         return;
     }
     if (pendingPacket.size == 0) pendingPacket.timeTag = timeTag;
     if (length != 0) std::memcpy(pendingPacket.payload.data() + pendingPacket.size, data, length);
     pendingPacket.size = static_cast<std::uint16_t>(pendingPacket.size + length);
-    drain();
+    drainQueue();
 }
 
 void NetSender::queuePending() {
@@ -62,6 +63,11 @@ void NetSender::queuePending() {
 void NetSender::sendChunked(const std::uint8_t* data, std::uint16_t length, std::int64_t timeTag) {
     const std::lock_guard hold(lock_);
     if (destinations_.empty()) return;
+    queueChunks(data, length, timeTag);
+    drainQueue();
+}
+
+void NetSender::queueChunks(const std::uint8_t* data, std::uint16_t length, std::int64_t timeTag) {
     for (std::size_t offset = 0; offset < length;) {
         UdpPacket& slot = nextSlot();
         slot.size = static_cast<std::uint16_t>(std::min(length - offset, UdpPacket::kCapacity));
@@ -69,7 +75,6 @@ void NetSender::sendChunked(const std::uint8_t* data, std::uint16_t length, std:
         std::memcpy(slot.payload.data(), data + offset, slot.size);
         offset += slot.size;
     }
-    drain();
 }
 
 UdpPacket& NetSender::nextSlot() {
@@ -82,6 +87,10 @@ UdpPacket& NetSender::nextSlot() {
 
 void NetSender::drain() {
     const std::lock_guard hold(lock_);
+    drainQueue();
+}
+
+void NetSender::drainQueue() {
     while (!packetQueue.empty()) {
         for (const auto& destination : destinations_) destination->send(packetQueue.head());
         packetQueue.removeHead();

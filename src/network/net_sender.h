@@ -60,6 +60,8 @@ private:
     void makeDestinations(const std::vector<DestinationAddresses>& list);
     UdpPacket& nextSlot();
     void queuePending();
+    void queueChunks(const std::uint8_t* data, std::uint16_t length, std::int64_t timeTag);
+    void drainQueue();
 
     quorvel::log::i_logger::v0::ILogger& log_;
     const SenderMaker maker_;

@@ -5,8 +5,9 @@
 namespace quorvel::network::udp::lib_udp::v2_1 {
 
 void PacketQueue::removeHead() noexcept {
-    first_ = (first_ + 1) % slots_.size();
     --count_;
+    // An empty queue begins anew at the first slot: at the usual length of one the same memory stays in the cache.
+    first_ = count_ == 0 || first_ + 1 == slots_.size() ? 0 : first_ + 1;
 }
 
 UdpPacket& PacketQueue::append() {

@@ -26,6 +26,41 @@ struct Enrolment {
     Enrolment* next = nullptr;
 };
 
+/// Memory that two processors change apart from each other lies this far apart, in bytes.
+inline constexpr std::size_t kCacheLine = 64;
+
+/// Whether it is worth looking for a few microseconds before sleeping: waking a sleeper costs more than that. It is, as
+/// long as such looks find something; where they don't, a wait sleeps at once and tries a look only now and then. On a
+/// single processor never. Threads: any.
+class Patience {
+public:
+    /// Calls `found()` until it gives true or the time is up; gives what it gave last.
+    template <class Found>
+    bool look(Found&& found) noexcept {
+        if (!isDue()) return false;
+        for (int i = 0; i < kLooks; ++i) {
+            if (found()) {
+                misses_.store(0, std::memory_order_relaxed);
+                return true;
+            }
+            relax();
+        }
+        return false;
+    }
+
+private:
+    static constexpr int kLooks = 256;            // some ten microseconds
+    static constexpr std::uint32_t kTrials = 4;   // misses after which looking is given up
+    static constexpr std::uint32_t kEvery = 128;  // and tried again
+
+    /// Counts a miss in advance; a look that finds something takes it back.
+    bool isDue() noexcept;
+    /// Tells the processor that this is a loop of looks.
+    static void relax() noexcept;
+
+    std::atomic<std::uint32_t> misses_{0};
+};
+
 /// Base of what waitAny takes.
 class Waitable {
 public:
@@ -42,7 +77,7 @@ protected:
     void wake() noexcept;
 
 private:
-    friend int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) noexcept;
+    friend class Wait;
     void enrol(Enrolment& place) noexcept;
     void leave(Enrolment& place) noexcept;
 
@@ -77,6 +112,10 @@ public:
     bool release() noexcept;
     /// Takes one without waiting; takes no lock when the count is 0.
     bool tryAcquire() noexcept { return tryTake(); }
+    /// Takes all without waiting.
+    void takeAll() noexcept { count_.store(0); }
+    /// Whether there is one to take now.
+    bool isRaised() const noexcept { return count_.load(std::memory_order_acquire) > 0; }
 
 private:
     bool tryTake() noexcept override;
@@ -90,6 +129,9 @@ inline constexpr std::size_t kMostWaitables = 4;
 /// list wins when several can. -1 after `timeoutMs` milliseconds (steady clock); 0 only looks, kInfinite waits for
 /// ever. Allocates nothing and throws nothing.
 int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) noexcept;
+
+/// As above, but looks for a while before it sleeps, as long as that has been worth it.
+int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs, Patience& patience) noexcept;
 
 /// waitAny for a single object.
 inline bool wait(Waitable& object, std::uint32_t timeoutMs) noexcept { return waitAny({&object}, timeoutMs) == 0; }

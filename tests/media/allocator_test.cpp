@@ -62,6 +62,36 @@ private:
     std::thread thread_;
 };
 
+// Takers and returners have a list each: none may sleep while the other list holds a sample, and every decommit must
+// end every wait.
+TEST(MemAllocator, ManyThreadsFindEverySampleWhereverItIs) {
+    const ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
+    ALLOCATOR_PROPERTIES request{3, 64, 1, 0};
+    ALLOCATOR_PROPERTIES actual;
+    ASSERT_EQ(pool->SetProperties(&request, &actual), S_OK);
+    for (int round = 0; round < 20; ++round) {
+        ASSERT_EQ(pool->Commit(), S_OK);
+        std::atomic<int> taken{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&, i] {
+                for (;;) {
+                    ComPtr<IMediaSample> sample;
+                    const HRESULT status = pool->GetBuffer(sample.put(), nullptr, nullptr, i == 0 ? AM_GBF_NOWAIT : 0);
+                    if (status == VFW_E_NOT_COMMITTED) return;
+                    if (status == S_OK) ++taken;
+                }
+            });
+        }
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (taken < 1000 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+        EXPECT_GE(taken, 1000) << "somebody sleeps beside a free sample";
+        pool->Decommit();
+        for (auto& thread : threads) thread.join();
+        EXPECT_EQ(pool->SetProperties(&request, &actual), S_OK) << "all are back";
+    }
+}
+
 }  // namespace
 
 TEST(MemAllocator, SizesAreRoundedUpWithThePrefixAndBuffersAligned) {

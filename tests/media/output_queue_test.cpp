@@ -64,7 +64,7 @@ protected:
 }  // namespace
 
 TEST(GrowingRing, KeepsTheOrderWhereverItGrows) {
-    GrowingRing<int> ring(3);
+    mcgate::foundation::GrowingRing<int> ring(3);
     int in = 0;
     int out = 0;
     for (int round = 0; round < 40; ++round) {

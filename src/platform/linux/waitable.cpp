@@ -3,6 +3,7 @@
 #include <array>
 #include <cassert>
 #include <chrono>
+#include <thread>
 
 namespace mcgate::platform {
 
@@ -64,7 +65,8 @@ void Event::set() noexcept {
 
 void Event::reset() noexcept { on_.store(false); }
 
-bool Event::tryTake() noexcept { return reset_ == Reset::Manual ? on_.load() : on_.exchange(false); }
+// The load first: a signal that is off, the usual case, is then only read, and stays in every processor's cache.
+bool Event::tryTake() noexcept { return on_.load() && (reset_ == Reset::Manual || on_.exchange(false)); }
 
 bool Semaphore::release() noexcept {
     std::int32_t count = count_.load();
@@ -83,31 +85,71 @@ bool Semaphore::tryTake() noexcept {
     return false;
 }
 
-int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) noexcept {
-    assert(objects.size() <= kMostWaitables);
-    const auto look = [&objects] {
+bool Patience::isDue() noexcept {
+    static const bool alone = std::thread::hardware_concurrency() < 2;
+    const std::uint32_t misses = misses_.fetch_add(1, std::memory_order_relaxed);
+    return !alone && (misses < kTrials || misses % kEvery == 0);
+}
+
+void Patience::relax() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    asm volatile("yield");
+#endif
+}
+
+/// One wait for the first of several objects.
+class Wait {
+public:
+    explicit Wait(std::initializer_list<Waitable*> objects) noexcept : objects_(objects) {
+        assert(objects.size() <= kMostWaitables);
+    }
+
+    /// Takes the first that can be taken and gives its index, or -1.
+    int look() const noexcept {
         int index = 0;
-        for (Waitable* object : objects) {
+        for (Waitable* object : objects_) {
             if (object->tryTake()) return index;
             ++index;
         }
         return -1;
-    };
-    int taken = look();
-    if (taken >= 0 || timeoutMs == 0) return taken;
-    const auto deadline = steady_clock::now() + std::chrono::milliseconds(timeoutMs);
-    const auto* end = timeoutMs == kInfinite ? nullptr : &deadline;
-    Sleeper sleeper;
-    std::array<Enrolment, kMostWaitables> places;
-    std::size_t enrolled = 0;
-    for (Waitable* object : objects) {
-        places[enrolled].sleeper = &sleeper;
-        object->enrol(places[enrolled++]);
     }
-    for (bool woken = true; (taken = look()) < 0 && woken;) woken = sleeper.sleep(end);
-    enrolled = 0;
-    for (Waitable* object : objects) object->leave(places[enrolled++]);
-    return taken;
+
+    /// As look, sleeping until one can be taken or the time is up.
+    int sleep(std::uint32_t timeoutMs) const noexcept {
+        const auto deadline = steady_clock::now() + std::chrono::milliseconds(timeoutMs);
+        const auto* end = timeoutMs == kInfinite ? nullptr : &deadline;
+        Sleeper sleeper;
+        std::array<Enrolment, kMostWaitables> places;
+        std::size_t enrolled = 0;
+        for (Waitable* object : objects_) {
+            places[enrolled].sleeper = &sleeper;
+            object->enrol(places[enrolled++]);
+        }
+        int taken = -1;
+        for (bool woken = true; (taken = look()) < 0 && woken;) woken = sleeper.sleep(end);
+        enrolled = 0;
+        for (Waitable* object : objects_) object->leave(places[enrolled++]);
+        return taken;
+    }
+
+private:
+    const std::initializer_list<Waitable*> objects_;
+};
+
+int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs) noexcept {
+    const Wait wait(objects);
+    const int taken = wait.look();
+    return taken >= 0 || timeoutMs == 0 ? taken : wait.sleep(timeoutMs);
+}
+
+int waitAny(std::initializer_list<Waitable*> objects, std::uint32_t timeoutMs, Patience& patience) noexcept {
+    const Wait wait(objects);
+    int taken = wait.look();
+    if (taken >= 0 || timeoutMs == 0) return taken;
+    if (patience.look([&] { return (taken = wait.look()) >= 0; })) return taken;
+    return wait.sleep(timeoutMs);
 }
 
 }  // namespace mcgate::platform
