@@ -1,7 +1,9 @@
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <stdexcept>
@@ -25,11 +27,12 @@ public:
     quorvel::network::udp::lib_udp::v2_1::NetSender::SenderMaker maker() {
         return [this](const auto&) { return std::make_unique<Destination>(*this, made_++); };
     }
-    /// Makes the destination throw this text until it is empty again.
-    void failWith(std::size_t destination, const std::string& text) {
+    /// Makes the destination throw this text at each `every`-th attempt, until the text is empty again.
+    void failWith(std::size_t destination, const std::string& text, std::size_t every = 1) {
         const std::lock_guard hold(lock_);
         failing_ = destination;
         failure_ = text;
+        failEvery_ = every;
     }
     std::vector<Datagram> datagrams() {
         const std::lock_guard hold(lock_);
@@ -53,6 +56,23 @@ public:
         std::unique_lock hold(lock_);
         return changed_.wait_for(hold, std::chrono::seconds(20), [&] { return datagrams_.size() >= count; });
     }
+    /// As waitForDatagrams, of one destination.
+    bool waitForDatagramsAt(std::size_t destination, std::size_t count) {
+        const auto isItsOwn = [&](const Datagram& one) { return one.destination == destination; };
+        std::unique_lock hold(lock_);
+        return changed_.wait_for(hold, std::chrono::seconds(20), [&] {
+            return std::count_if(datagrams_.begin(), datagrams_.end(), isItsOwn) >= static_cast<std::ptrdiff_t>(count);
+        });
+    }
+    /// Sends tried on the destination, failed ones too.
+    std::size_t attempts(std::size_t destination) {
+        const std::lock_guard hold(lock_);
+        return attempts_[destination];
+    }
+    bool waitForAttempts(std::size_t destination, std::size_t count, std::chrono::milliseconds deadline) {
+        std::unique_lock hold(lock_);
+        return changed_.wait_for(hold, deadline, [&] { return attempts_[destination] >= count; });
+    }
 
 private:
     class Destination final : public quorvel::network::udp::lib_udp::v2_1::UdpSender {
@@ -60,10 +80,13 @@ private:
         Destination(FakeNetwork& network, std::size_t number) : network_(network), number_(number) {}
         void send(const quorvel::network::udp::lib_udp::v2_1::UdpPacket& packet) override {
             const std::lock_guard hold(network_.lock_);
-            if (!network_.failure_.empty() && network_.failing_ == number_) throw std::runtime_error(network_.failure_);
+            const std::size_t attempt = ++network_.attempts_[number_];
+            network_.changed_.notify_all();
+            if (!network_.failure_.empty() && network_.failing_ == number_ && attempt % network_.failEvery_ == 0) {
+                throw std::runtime_error(network_.failure_);
+            }
             network_.datagrams_.push_back(
                 {number_, {packet.payload.begin(), packet.payload.begin() + packet.size}, packet.timeTag});
-            network_.changed_.notify_all();
         }
 
     private:
@@ -75,7 +98,9 @@ private:
     std::condition_variable changed_;
     std::size_t made_ = 0;
     std::size_t failing_ = 0;
+    std::size_t failEvery_ = 1;
     std::string failure_;
+    std::map<std::size_t, std::size_t> attempts_;
     std::vector<Datagram> datagrams_;
 };
 

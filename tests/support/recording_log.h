@@ -48,6 +48,15 @@ public:
         const std::lock_guard hold(lock_);
         return countLocked(text);
     }
+    /// Levels of the lines that hold the text, in the order of the lines: tells how often and how loud at once.
+    std::vector<std::uint32_t> levels(std::string_view text) {
+        const std::lock_guard hold(lock_);
+        std::vector<std::uint32_t> found;
+        for (const auto& line : lines_) {
+            if (line.text.find(text) != std::string::npos) found.push_back(line.level);
+        }
+        return found;
+    }
     /// False when fewer than `times` lines hold the text by the deadline.
     bool waitFor(std::string_view text, int times = 1, std::chrono::seconds deadline = std::chrono::seconds(20)) {
         std::unique_lock hold(lock_);
