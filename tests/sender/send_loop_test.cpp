@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
+#include <deque>
+#include <functional>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -15,6 +19,10 @@ namespace {
 using mcgate::platform::ComPtr;
 using quorvel::network::udp::lib_udp::v2_1::DestinationAddresses;
 using quorvel::network::udp::lib_udp::v2_1::NetSender;
+using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_point_filter::v0::IDelayCrossingCallback;
+using Ids = std::vector<std::uint64_t>;
+using Levels = std::vector<std::uint32_t>;
+using Waits = std::vector<std::uint32_t>;
 
 /// The graph's clock on virtual time.
 class VirtualClock final : public IReferenceClock {
@@ -30,41 +38,97 @@ public:
     HRESULT failure = S_OK;
 };
 
+/// A sample whose questions can fail.
+class OddSample final : public COOBMediaSample {
+public:
+    using COOBMediaSample::COOBMediaSample;
+    HRESULT GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) override {
+        if (timeAnswers.empty()) return COOBMediaSample::GetTime(start, stop);
+        const HRESULT answer = timeAnswers.front();
+        timeAnswers.pop_front();
+        return FAILED(answer) ? answer : COOBMediaSample::GetTime(start, stop);
+    }
+    std::deque<HRESULT> timeAnswers;  ///< of the next calls
+};
+
+/// Keeps the data ids that crossed, and how many datagrams had left by then.
+class Crossing final : public IDelayCrossingCallback {
+public:
+    explicit Crossing(test::FakeNetwork& network) : network_(network) {}
+    void OnReserved() override {}
+    void OnDataCrossing(std::uint64_t id) override {
+        ids.push_back(id);
+        sent.push_back(network_.datagrams().size());
+    }
+    Ids ids;
+    std::vector<std::size_t> sent;
+
+private:
+    test::FakeNetwork& network_;
+};
+
 /// A loop whose waits advance the time instead of passing it, and whose samples leave at once as 1500-byte datagrams.
 struct SendLoopTest : testing::Test {
     static constexpr std::int64_t kMs = 10'000;
 
     test::RecordingLog log;
+    test::RecordingLog senderLog;  ///< apart: the sender's own thread tells of failures, too
     test::FakeNetwork network;
-    NetSender sender{log, network.maker()};
+    NetSender sender{senderLog, network.maker()};
+    Crossing crossing{network};
     VirtualClock clock;
     bool hasClock = true;
     std::int64_t nowMs = 0;
     std::int64_t steppedMs = 0;  ///< how far the graph's clock was set off
+    std::uint32_t tickBase = 0;  ///< what the 32-bit tick shows at time 0
+    std::function<void()> onTick = [] {};
     std::int64_t stopAtMs = -1;
+    Waits waits;                            ///< looks at the stop event, in milliseconds each
+    std::optional<std::size_t> stopAtLook;  ///< number of the look that sees it
     SendState state;
     std::vector<std::uint8_t> payload = std::vector<std::uint8_t>(1500, 0x47);
 
-    SendLoop makeLoop() {
-        sender.setDestinations(std::vector<DestinationAddresses>(1));
+    SendLoop makeLoop(std::size_t destinations = 1) {
+        sender.setDestinations(std::vector<DestinationAddresses>(destinations));
         return SendLoop(state, {[this] { return static_cast<double>(nowMs) / 1000.0; },
                                 [this] {
                                     clock.now = (nowMs + steppedMs) * kMs;
                                     return ComPtr<IReferenceClock>(hasClock ? &clock : nullptr);
                                 },
-                                [this] { return static_cast<std::uint32_t>(nowMs); },
+                                [this] {
+                                    onTick();
+                                    return tickBase + static_cast<std::uint32_t>(nowMs);
+                                },
                                 [this](std::uint32_t ms) {
+                                    waits.push_back(ms);
+                                    if (waits.size() == stopAtLook) return true;
                                     if (stopAtMs >= 0 && nowMs + ms >= stopAtMs) return true;
                                     nowMs += ms;
                                     return false;
                                 },
                                 [this]() -> NetSender& { return sender; }, log});
     }
-    void push(std::int64_t timeMs, std::int32_t bytes = 1500) {
-        ComPtr<IMediaSample> sample(new COOBMediaSample(payload.data(), bytes));
-        const REFERENCE_TIME start = timeMs * kMs;
-        sample->SetTime(&start, nullptr);
-        state.queue.push(std::move(sample));
+    void push(std::int64_t timeMs, std::int32_t bytes = 1500) { pushSample(timeMs * kMs, std::nullopt, bytes); }
+    void pushSample(std::optional<REFERENCE_TIME> start, std::optional<std::uint64_t> id, std::int32_t bytes = 1500) {
+        enqueue(new COOBMediaSample(payload.data(), bytes), start, id);
+    }
+    void pushOdd(std::optional<REFERENCE_TIME> start, std::deque<HRESULT> timeAnswers,
+                 std::optional<std::uint64_t> id = std::nullopt) {
+        auto* sample = new OddSample(payload.data(), 1500);
+        sample->timeAnswers = std::move(timeAnswers);
+        enqueue(sample, start, id);
+    }
+    /// A sample without memory: its pointer can't be had.
+    void pushEmpty(std::uint64_t id) { enqueue(new COOBMediaSample(nullptr, 1500), 0, id); }
+    void enqueue(COOBMediaSample* fresh, std::optional<REFERENCE_TIME> start, std::optional<std::uint64_t> id) {
+        const ComPtr<COOBMediaSample> sample(fresh);
+        sample->SetTime(start ? &*start : nullptr, nullptr);
+        if (id) {
+            std::uint8_t bytes[sizeof *id];
+            std::memcpy(bytes, &*id, sizeof *id);
+            sample->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), bytes, sizeof bytes);
+        }
+        state.queue.push(ComPtr<IMediaSample>(sample.get()));
     }
     /// Pushes one sample when its time has come, or at once if that has passed, and lets the loop take it.
     std::int64_t leaves(SendLoop& loop, std::int64_t timeMs) {
@@ -111,8 +175,8 @@ TEST_F(SendLoopTest, TheHoldBackGrowsToTheSampleSpacingAndSettles) {
         leaves(loop, next);
         next += 40;
     }
-    ASSERT_EQ(log.count("Time offset stabilizing from 0+0 ms"), 1);
-    ASSERT_EQ(log.count("Time offset stabilized to 0+"), 1);
+    ASSERT_EQ(log.levels("Time offset stabilizing from 0+0 ms"), Levels{2});
+    ASSERT_EQ(log.levels("Time offset stabilized to 0+"), Levels{2});
     const auto lines = log.lines();
     const int settled = std::stoi(lines.back().text.substr(std::string("Time offset stabilized to 0+").size()));
     EXPECT_NEAR(settled, 40, 1);
@@ -137,7 +201,7 @@ TEST_F(SendLoopTest, AFlushSendsWhatIsQueuedAndSetsNewOrigins) {
     for (int i = 0; i < 3; ++i) EXPECT_TRUE(loop.turn());
     EXPECT_EQ(nowMs, 0) << "nothing waits during a flush";
     EndEmpty(loop);
-    EXPECT_EQ(log.count("Flush end"), 1);
+    EXPECT_EQ(log.levels("Flush end"), Levels{2});
     EXPECT_EQ(log.count("stabilizing"), 0) << "the end of a flush is no hunger";
     nowMs = 100;
     EXPECT_EQ(leaves(loop, 3'000'000), 100);
@@ -182,10 +246,26 @@ TEST_F(SendLoopTest, AFailingClockCostsPacingAndNothingElse) {
     leaves(loop, 0);
     clock.failure = E_FAIL;
     EXPECT_EQ(leaves(loop, 5000), 0);
-    EXPECT_EQ(log.count("COM Error 80004005: "), 1);
+    EXPECT_EQ(log.levels("COM Error 80004005: "), Levels{0});
     clock.failure = S_OK;
     EXPECT_EQ(leaves(loop, 5000), 5000);
     EXPECT_EQ(network.datagrams().size(), 3U);
+}
+
+TEST_F(SendLoopTest, AClockThatFailsAtTheStartIsTakenUpWhenItWorks) {
+    clock.failure = E_FAIL;
+    auto loop = makeLoop();
+    EXPECT_EQ(log.levels("COM Error 80004005: "), Levels{0});
+    clock.failure = S_OK;
+    nowMs = 500;
+    EXPECT_EQ(leaves(loop, 0), 500);
+    EXPECT_EQ(leaves(loop, 20), 520);
+    // The loop's clock began at -1 s; the half second that it still lacks is made up by 2% in these 20 ms.
+    EXPECT_EQ(leaves(loop, 40), 530);
+    nowMs = 5000;
+    leaves(loop, 0);
+    EXPECT_EQ(leaves(loop, 10'000), nowMs);
+    EXPECT_EQ(log.count("COM Error"), 1);
 }
 
 TEST_F(SendLoopTest, TheStopEventEndsALongWaitWithTheSampleUnsent) {
@@ -224,17 +304,186 @@ TEST_F(SendLoopTest, TimeStampedSamplesCarryTheirTimeAndTooLongOnesAreRefused) {
     std::memcpy(&time, sent[0].bytes.data(), sizeof time);
     EXPECT_EQ(time, 12'345 * kMs);
     EXPECT_EQ(sent[1].bytes.size(), 256U);
-    EXPECT_EQ(log.count("time-stamped sample of 249 bytes refused"), 1);
+    EXPECT_EQ(log.levels("time-stamped sample of 249 bytes refused"), Levels{0});
 }
 
 TEST_F(SendLoopTest, AFailedSendIsLoggedAndTheLoopGoesOn) {
     auto loop = makeLoop();
     network.failWith(0, "100% refused");
     leaves(loop, 0);
-    ASSERT_TRUE(log.waitFor("100% refused"));
+    ASSERT_EQ(log.levels("100% refused"), Levels{0});
+    EXPECT_EQ(log.lines().front().format, "%s");
     network.failWith(0, "");
     leaves(loop, 1);
-    EXPECT_TRUE(network.waitForDatagrams(2));
+    EXPECT_EQ(network.sizes(), (std::vector<std::size_t>{1500, 1500}));
+    EXPECT_EQ(log.lines().size(), 1U);
+}
+
+TEST_F(SendLoopTest, AFlushTakesTheGrownHoldBackAway) {
+    auto loop = makeLoop();
+    for (int i = 0; i < 30; ++i) EndEmpty(loop);
+    EXPECT_EQ(leaves(loop, 0), 30);
+    EXPECT_EQ(leaves(loop, 100), 130);
+    flushWith(loop, 0);
+    nowMs = 2000;
+    EXPECT_EQ(leaves(loop, 70'000), 2000);
+    EXPECT_EQ(leaves(loop, 70'040), 2040);
+    EXPECT_EQ(log.levels("Time offset stabilized to 0+0 ms"), Levels{2});
+}
+
+TEST_F(SendLoopTest, AFlushDrainedWithinOneTurnEndsWithoutNewOrigins) {
+    auto loop = makeLoop();
+    leaves(loop, 0);
+    onTick = [this] { state.flushRequested.exchange(1); };  // between the loop's looks, with nothing queued
+    EndEmpty(loop);
+    onTick = [] {};
+    EXPECT_EQ(log.levels("Flush end"), Levels{2});
+    nowMs = 50;
+    EXPECT_EQ(leaves(loop, 100), 101) << "paced by the old origins, and with the offset that had grown";
+}
+
+TEST_F(SendLoopTest, TheTimeStampedStreamIsNeverPacedAndNeverTellsThatItSettled) {
+    auto loop = makeLoop();
+    state.streamIsTimeStamped = true;
+    EndEmpty(loop);
+    EXPECT_EQ(log.levels("Time offset stabilizing from 0+0 ms"), Levels{2}) << "an empty queue counts here, too";
+    for (const int time : {0, 60'000, 5}) {
+        push(time, 8);
+        nowMs += 2000;
+        const auto before = nowMs;
+        EXPECT_TRUE(loop.turn());
+        EXPECT_EQ(nowMs, before);
+    }
+    EXPECT_EQ(log.count("stabilized"), 0);
+    state.streamIsTimeStamped = false;
+    EXPECT_EQ(leaves(loop, 777), 6001) << "the first paced sample sets the origins";
+    EXPECT_EQ(log.levels("Time offset stabilized to 0+1 ms"), Levels{2});
+}
+
+TEST_F(SendLoopTest, WithPacingOffNothingGrows) {
+    state.pacingEnabled = false;
+    auto loop = makeLoop();
+    for (int i = 0; i < 3; ++i) EndEmpty(loop);
+    EXPECT_TRUE(log.lines().empty());
+    state.pacingEnabled = true;
+    EXPECT_EQ(leaves(loop, 0), 0);
+}
+
+TEST_F(SendLoopTest, WithoutAClockAPacedSampleTellsThatItSettledAndSetsNoOrigin) {
+    hasClock = false;
+    auto loop = makeLoop();
+    EndEmpty(loop);
+    nowMs = 5000;
+    EXPECT_EQ(leaves(loop, 60'000), 5000);
+    EXPECT_EQ(log.levels("Time offset stabilized to 0+1 ms"), Levels{2});
+    hasClock = true;
+    EXPECT_EQ(leaves(loop, 90'000), 5001) << "the origins are this sample's";
+    EXPECT_EQ(leaves(loop, 90'020), 5021) << "and the clock wasn't led astray meanwhile";
+}
+
+TEST_F(SendLoopTest, SettledMeansMoreThanASecondSinceTheLastGrowth) {
+    hasClock = false;  // samples then pass the test as they come
+    for (const std::uint32_t base : {0U, 0xFFFFFC18U}) {
+        tickBase = base;  // the second one wraps at 1000 ms
+        nowMs = 0;
+        auto loop = makeLoop();
+        const auto toldAt = [&](std::int64_t time) {
+            nowMs = time;
+            leaves(loop, 0);
+            return log.lines().back().text;
+        };
+        EndEmpty(loop);
+        EXPECT_EQ(toldAt(900), "Time offset stabilizing from 0+0 ms");
+        EndEmpty(loop);
+        EXPECT_EQ(toldAt(1900), "Time offset stabilizing from 0+0 ms") << "growth began the second anew";
+        EXPECT_EQ(toldAt(1901), "Time offset stabilized to 0+2 ms");
+        EndEmpty(loop);
+        EXPECT_EQ(toldAt(1902), "Time offset stabilizing from 0+2 ms");
+    }
+    EXPECT_EQ(log.lines().size(), 6U);
+}
+
+TEST_F(SendLoopTest, WaitsAreWholeMillisecondsAndNoneIsStillALookAtTheStopEvent) {
+    auto loop = makeLoop();
+    struct Case {
+        std::int64_t offset;
+        Waits looks;  // the first is the turn's own
+    };
+    const Case cases[] = {{-1, {0}}, {0, {0, 0}}, {9'999, {0, 0}}, {19'999, {0, 1}}};
+    for (const auto& one : cases) {
+        state.timeOffset = one.offset;
+        waits.clear();
+        leaves(loop, 0);
+        EXPECT_EQ(waits, one.looks) << "offset " << one.offset;
+    }
+    const auto sent = network.datagrams().size();
+    state.timeOffset = 1 * kMs;  // where the clock stands now
+    waits.clear();
+    stopAtLook = 2;
+    push(0);
+    EXPECT_FALSE(loop.turn());
+    EXPECT_EQ(waits, (Waits{0, 0}));
+    EXPECT_EQ(network.datagrams().size(), sent);
+}
+
+TEST_F(SendLoopTest, ASampleWithoutATimeCountsAsZero) {
+    auto loop = makeLoop();
+    pushSample(std::nullopt, std::nullopt);
+    EXPECT_TRUE(loop.turn());
+    EXPECT_EQ(leaves(loop, 40), 40) << "as the first it set the origin to 0";
+    pushSample(std::nullopt, std::nullopt);
+    EXPECT_TRUE(loop.turn());
+    EXPECT_EQ(nowMs, 40) << "and later it is late";
+    EXPECT_EQ(leaves(loop, 80), 80);
+    EXPECT_EQ(network.datagrams().size(), 4U);
+    EXPECT_EQ(network.datagrams()[2].timeTag, 0);
+}
+
+TEST_F(SendLoopTest, ATimeThatCantBeReadCostsPacingAndNothingElse) {
+    auto loop = makeLoop();
+    leaves(loop, 1000);
+    pushOdd(90'000 * kMs, {E_UNEXPECTED, E_UNEXPECTED});  // the question and the sending both ask
+    EXPECT_TRUE(loop.turn());
+    EXPECT_EQ(nowMs, 0) << "counts as 0 and so is late";
+    EXPECT_TRUE(log.lines().empty());
+    pushOdd(90'000 * kMs, {S_OK, E_UNEXPECTED});  // there at the question, gone at the reading
+    EXPECT_TRUE(loop.turn());
+    EXPECT_EQ(nowMs, 0);
+    EXPECT_EQ(log.levels("COM Error 8000ffff: "), Levels{0});
+    EXPECT_EQ(leaves(loop, 1040), 40) << "the origins stand";
+    EXPECT_EQ(network.datagrams().size(), 4U);
+}
+
+TEST_F(SendLoopTest, OnTheTimeStampedStreamASampleWithoutATimeCrossesUnsent) {
+    state.streamIsTimeStamped = true;
+    state.outputCrossingCallback.set(&crossing);
+    auto loop = makeLoop();
+    pushSample(std::nullopt, 1, 8);
+    pushOdd(0, {E_UNEXPECTED}, 2);
+    pushSample(0, 3, 8);
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(loop.turn());
+    EXPECT_EQ(network.sizes(), std::vector<std::size_t>{16});
+    EXPECT_EQ(crossing.ids, (Ids{1, 2, 3}));
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(SendLoopTest, OnlyASampleThatWentOutCrossesAndItsBytesGoFirst) {
+    state.outputCrossingCallback.set(&crossing);
+    auto loop = makeLoop();
+    pushSample(0, 1);
+    pushEmpty(2);
+    pushSample(0, std::nullopt);
+    for (int i = 0; i < 3; ++i) EXPECT_TRUE(loop.turn());
+    EXPECT_TRUE(log.lines().empty()) << "neither a missing pointer nor a missing id is told";
+    network.failWith(0, "refused");
+    pushSample(0, 4);
+    EXPECT_TRUE(loop.turn());
+    EXPECT_EQ(log.levels("refused"), Levels{0});
+    network.failWith(0, "");
+    pushSample(0, 5);
+    EXPECT_TRUE(loop.turn());
+    EXPECT_EQ(crossing.ids, (Ids{1, 5}));
+    EXPECT_EQ(crossing.sent, (std::vector<std::size_t>{1, 4}));
 }
 
 }  // namespace
