@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <deque>
 #include <functional>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <utility>
 
@@ -20,6 +22,7 @@ using mcgate::platform::ComPtr;
 using quorvel::network::udp::lib_udp::v2_1::DestinationAddresses;
 using quorvel::network::udp::lib_udp::v2_1::NetSender;
 using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_point_filter::v0::IDelayCrossingCallback;
+using Bytes = std::vector<std::uint8_t>;
 using Ids = std::vector<std::uint64_t>;
 using Levels = std::vector<std::uint32_t>;
 using Waits = std::vector<std::uint32_t>;
@@ -484,6 +487,47 @@ TEST_F(SendLoopTest, OnlyASampleThatWentOutCrossesAndItsBytesGoFirst) {
     EXPECT_TRUE(loop.turn());
     EXPECT_EQ(crossing.ids, (Ids{1, 5}));
     EXPECT_EQ(crossing.sent, (std::vector<std::size_t>{1, 4}));
+}
+
+/// The bytes of a destination's datagrams, each run of equal ones taken once.
+Bytes withoutRepeats(const std::vector<test::FakeNetwork::Datagram>& datagrams, std::size_t destination) {
+    Bytes result;
+    const Bytes* last = nullptr;
+    for (const auto& one : datagrams) {
+        if (one.destination != destination) continue;
+        if (last == nullptr || *last != one.bytes) result.insert(result.end(), one.bytes.begin(), one.bytes.end());
+        last = &one.bytes;
+    }
+    return result;
+}
+
+TEST_F(SendLoopTest, AnAilingDestinationCostsTheOthersNoByte) {
+    constexpr std::int32_t kSpecial[] = {0, 1499, 1500, 3200, 64'500, 65'535};
+    std::mt19937 random(19471123);
+    auto loop = makeLoop(3);
+    Bytes all;
+    const auto send = [&](std::int32_t bytes) {
+        payload.resize(static_cast<std::size_t>(bytes) + 1);  // never empty: a null pointer would be a failed one
+        std::generate(payload.begin(), payload.end(), [&] { return static_cast<std::uint8_t>(random()); });
+        all.insert(all.end(), payload.begin(), payload.end() - 1);
+        push(0, bytes);
+        ASSERT_TRUE(loop.turn());
+    };
+    for (int i = 0; i < 400; ++i) {
+        // Fine, then failing at each attempt, at every second or at every fifth, which falls inside long samples.
+        constexpr std::size_t kEvery[] = {1, 2, 5};
+        if (i % 8 == 4) network.failWith(1, "ailing", kEvery[random() % std::size(kEvery)]);
+        if (i % 8 == 0) network.failWith(1, "");
+        const bool special = random() % 6 == 0;
+        send(special ? kSpecial[random() % std::size(kSpecial)] : static_cast<std::int32_t>(random() % 1700));
+    }
+    network.failWith(1, "");
+    send(1500);  // pushes the gathered rest out
+    ASSERT_GT(log.count("ailing"), 50) << "it has ailed";
+    EXPECT_EQ(network.bytes(2), all);
+    EXPECT_EQ(network.bytes(1), all);
+    EXPECT_GT(network.bytes(0).size(), all.size()) << "those ahead get repeats";
+    EXPECT_EQ(withoutRepeats(network.datagrams(), 0), all);
 }
 
 }  // namespace
