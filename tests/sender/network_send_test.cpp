@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
+#include "media/mem_allocator.h"
+#include "platform/clock.h"
 #include "support/fake_udp_sender.h"
 #include "support/recording_log.h"
 #include "support/test_filters.h"
@@ -9,6 +13,11 @@
 namespace {
 
 using mcgate::platform::ComPtr;
+using Ids = std::vector<std::uint64_t>;
+using Levels = std::vector<std::uint32_t>;
+using Milliseconds = std::chrono::milliseconds;
+
+constexpr std::int64_t kLongMs = 30'000;  // longer than a test waits
 
 CMediaType transportType(std::uint32_t bitRate) {
     CMediaType type(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
@@ -17,11 +26,44 @@ CMediaType transportType(std::uint32_t bitRate) {
     return type;
 }
 
+/// The graph's clock, which runs with the system's; counts its readers. The send loop reads it for each paced sample.
+class SteadyClock final : public IReferenceClock {
+public:
+    HRESULT QueryInterface(const GUID&, void**) override { return E_NOINTERFACE; }
+    std::uint32_t AddRef() override { return ++references_; }
+    std::uint32_t Release() override { return --references_; }
+    HRESULT GetTime(REFERENCE_TIME* time) override {
+        const std::lock_guard hold(lock_);
+        *time = mcgate::platform::monotonicTime();
+        ++reads_;
+        changed_.notify_all();
+        return S_OK;
+    }
+    bool isHeld() const { return references_.load() != 0; }
+    int reads() {
+        const std::lock_guard hold(lock_);
+        return reads_;
+    }
+    bool waitForReads(int count) {
+        std::unique_lock hold(lock_);
+        return changed_.wait_for(hold, test::kDeadline, [&] { return reads_ >= count; });
+    }
+
+private:
+    std::atomic<std::uint32_t> references_{0};
+    std::mutex lock_;
+    std::condition_variable changed_;
+    int reads_ = 0;
+};
+
 /// Follows data ids; can hold its caller.
 class Crossing final : public IDelayCrossingCallback {
 public:
+    std::function<void(std::uint64_t id)> onCrossing = [](std::uint64_t) {};
+
     void OnReserved() override {}
     void OnDataCrossing(std::uint64_t id) override {
+        onCrossing(id);
         std::unique_lock hold(lock_);
         ids_.push_back(id);
         changed_.notify_all();
@@ -36,7 +78,7 @@ public:
         std::unique_lock hold(lock_);
         return changed_.wait_for(hold, test::kDeadline, [&] { return ids_.size() >= count; });
     }
-    std::vector<std::uint64_t> ids() {
+    Ids ids() {
         const std::lock_guard hold(lock_);
         return ids_;
     }
@@ -45,7 +87,7 @@ private:
     std::mutex lock_;
     std::condition_variable changed_;
     bool holding_ = false;
-    std::vector<std::uint64_t> ids_;
+    Ids ids_;
 };
 
 struct NetworkSendTest : testing::Test {
@@ -54,6 +96,7 @@ struct NetworkSendTest : testing::Test {
     test::FakeGraph graph;
     Crossing input;
     Crossing output;
+    SteadyClock clock;
     HRESULT status = S_OK;
     ComPtr<CNetworkSend> filter{new CNetworkSend(nullptr, &status, network.maker())};
     ComPtr<test::FeedingFilter> feeder{new test::FeedingFilter(transportType(0), 4)};
@@ -84,15 +127,47 @@ struct NetworkSendTest : testing::Test {
         ASSERT_EQ(filter->Run(0), S_OK);
         ASSERT_EQ(feeder->Run(0), S_OK);
     }
+    /// One sample that leaves as one datagram. A pool that has run dry is a failure, not a wait.
+    HRESULT feed(std::uint64_t id, test::FeedOptions options = {}) {
+        options.dataId = id;
+        options.bufferFlags = AM_GBF_NOWAIT;
+        return feeder->deliver(std::vector<std::uint8_t>(1500), options);
+    }
+    /// Running, the loop past its start and idle after the sample 1, which no clock held back; now there is a clock.
+    void runWithClock() {
+        filter->SetOutputCrossingCallback(&output);
+        run();
+        ASSERT_EQ(feed(1), S_OK);
+        ASSERT_TRUE(output.waitFor(1));
+        ASSERT_EQ(filter->SetSyncSource(&clock), S_OK);
+    }
+    /// The loop stands in the output crossing of the sample 1; a paced sample would now wait for kLongMs.
+    void runWithLoopHeld() {
+        output.hold(true);
+        runWithClock();
+        ASSERT_EQ(filter->SetTimeOffset(kLongMs), S_OK);
+    }
+    /// The loop has let go of every sample.
+    bool waitUntilPoolIsFree() {
+        auto& pool = dynamic_cast<CMemAllocator&>(*feeder->output()->allocator());
+        ALLOCATOR_PROPERTIES properties;
+        pool.GetProperties(&properties);
+        const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
+        while (pool.freeCount() != properties.cBuffers) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            std::this_thread::sleep_for(Milliseconds(1));
+        }
+        return true;
+    }
 };
 
 TEST_F(NetworkSendTest, WithoutDestinationsPauseFailsAndTellsWhy) {
     EXPECT_EQ(filter->Pause(), E_FAIL);
     EXPECT_EQ(filter->Run(0), E_FAIL);
     EXPECT_TRUE(filter->IsStopped());
-    EXPECT_EQ(log.count("Unable to start net sender: unable to create UDP senders"), 2);
+    EXPECT_EQ(log.levels("Unable to start net sender: unable to create UDP senders"), (Levels{0, 0}));
     filter->SetDestination(0, u"nonsense", 5, u"127.0.0.1");
-    EXPECT_EQ(log.count("Invalid dest address: getaddrinfo failed with "), 1);
+    EXPECT_EQ(log.levels("Invalid dest address: getaddrinfo failed with "), Levels{1});
     std::int32_t index = 5;
     ASSERT_EQ(filter->AddDestination(u"127.0.0.1", 9, u"127.0.0.1", &index), S_OK);
     EXPECT_EQ(index, 0);
@@ -163,56 +238,157 @@ TEST_F(NetworkSendTest, SamplesCrossInOrderAndEndIsToldOnce) {
     EXPECT_EQ(graph.count(EC_COMPLETE), 1);
 }
 
+TEST_F(NetworkSendTest, ADiscontinuitySendsWhatIsQueuedUnpaced) {
+    runWithLoopHeld();
+    ASSERT_EQ(feed(2, {.start = 0}), S_OK);
+    EXPECT_EQ(log.count("Flush"), 0);
+    ASSERT_EQ(feed(3, {.start = 0, .discontinuity = true}), S_OK);
+    EXPECT_EQ(log.levels("Flush start"), Levels{2});
+    EXPECT_EQ(log.count("Flush end"), 0);
+    output.hold(false);
+    ASSERT_TRUE(output.waitFor(3));
+    ASSERT_TRUE(log.waitFor("Flush end"));
+    EXPECT_EQ(log.levels("Flush end"), Levels{2});
+    EXPECT_EQ(clock.reads(), 0) << "neither was paced";
+}
+
+TEST_F(NetworkSendTest, TheFlushIsSetBeforeTheInputCrossingAndTheSampleQueuedAfterIt) {
+    filter->SetInputCrossingCallback(&input);
+    runWithLoopHeld();
+    ASSERT_EQ(feed(2, {.start = 0}), S_OK);
+    input.onCrossing = [this](std::uint64_t id) {
+        EXPECT_EQ(id, 3U);
+        output.hold(false);
+        EXPECT_TRUE(output.waitFor(2)) << "without the flush it is held";
+        EXPECT_TRUE(log.waitFor("Flush end")) << "the loop found the queue empty";
+        EXPECT_EQ(output.ids(), (Ids{1, 2}));
+        filter->SetTimeOffset(0);
+    };
+    ASSERT_EQ(feed(3, {.start = 0, .discontinuity = true}), S_OK);
+    EXPECT_TRUE(output.waitFor(3));
+}
+
 TEST_F(NetworkSendTest, AFullPoolDropsUntilThereIsRoomAndStartsNoFlush) {
     filter->SetInputCrossingCallback(&input);
     filter->SetOutputCrossingCallback(&output);
     run();
-    output.hold(true);  // the loop stands with the first sample
-    for (std::uint64_t id = 1; id <= 3; ++id) {
-        ASSERT_EQ(feeder->deliver(std::vector<std::uint8_t>(1500), {.dataId = id}), S_OK);
-        ASSERT_TRUE(output.waitFor(1));
+    ASSERT_EQ(feed(1, {.discontinuity = true}), S_OK);
+    ASSERT_TRUE(log.waitFor("Flush end"));
+    std::size_t out = 1;
+    for (std::size_t episode = 1; episode <= 2; ++episode) {
+        ASSERT_TRUE(output.waitFor(out));
+        ASSERT_TRUE(waitUntilPoolIsFree());
+        output.hold(true);  // the loop stands with the first sample
+        for (std::uint64_t id = 2; id <= 4; ++id) {
+            ASSERT_EQ(feed(id), S_OK);
+            ASSERT_TRUE(output.waitFor(out + 1));
+        }
+        EXPECT_EQ(log.levels("started dropping"), Levels(episode - 1, 1));
+        const auto entered = input.ids();
+        for (int i = 0; i < 5; ++i) EXPECT_EQ(feed(99, {.discontinuity = true}), S_OK);
+        EXPECT_EQ(input.ids(), entered) << "four buffers queue three";
+        EXPECT_EQ(log.levels("input queue full, started dropping samples"), Levels(episode, 1));
+        EXPECT_EQ(log.levels("stopped dropping samples"), Levels(episode - 1, 1));
+        output.hold(false);
+        ASSERT_TRUE(waitUntilPoolIsFree());
+        ASSERT_EQ(feed(5), S_OK);
+        ASSERT_EQ(feed(6), S_OK);
+        EXPECT_EQ(log.levels("input queue full, started dropping samples"), Levels(episode, 1));
+        EXPECT_EQ(log.levels("stopped dropping samples"), Levels(episode, 1));
+        out += 5;
     }
-    EXPECT_EQ(log.count("started dropping"), 0);
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(feeder->deliver(std::vector<std::uint8_t>(1500), {.discontinuity = true, .dataId = 99}), S_OK);
-    }
-    EXPECT_EQ(input.ids(), (std::vector<std::uint64_t>{1, 2, 3})) << "four buffers queue three";
-    output.hold(false);
-    ASSERT_TRUE(output.waitFor(3));
-    while (feeder->output()->allocator() != nullptr && log.count("stopped dropping") == 0) {
-        ASSERT_EQ(feeder->deliver(std::vector<std::uint8_t>(1500), {.dataId = 4}), S_OK);
-    }
-    EXPECT_EQ(log.count("input queue full, started dropping samples"), 1);
-    EXPECT_EQ(log.count("Flush start"), 0);
+    ASSERT_TRUE(output.waitFor(out));
+    EXPECT_EQ(output.ids(), (Ids{1, 2, 3, 4, 5, 6, 2, 3, 4, 5, 6}));
+    EXPECT_EQ(log.levels("Flush start"), Levels{2}) << "the first sample's";
+    EXPECT_EQ(log.levels("Flush end"), Levels{2});
+}
+
+TEST_F(NetworkSendTest, APoolOfOneBufferDropsEverySample) {
+    feeder = ComPtr<test::FeedingFilter>(new test::FeedingFilter(transportType(0), 1));
+    filter->SetInputCrossingCallback(&input);
+    run();
+    for (std::uint64_t id = 1; id <= 3; ++id) EXPECT_EQ(feed(id), S_OK);
+    EXPECT_EQ(input.ids(), Ids{}) << "the sample itself holds the only buffer";
+    EXPECT_EQ(log.levels("started dropping"), Levels{1});
+    EXPECT_EQ(log.count("stopped dropping"), 0);
+    EXPECT_TRUE(network.datagrams().empty());
+}
+
+TEST_F(NetworkSendTest, ASampleThatComesDuringThePinsFlushIsQueuedLikeAnyOther) {
+    filter->SetOutputCrossingCallback(&output);
+    run();
+    auto& pin = *static_cast<CInputPin*>(filter->GetPin(0));
+    ASSERT_EQ(pin.BeginFlush(), S_OK);
+    EXPECT_EQ(feed(1), S_OK);
+    EXPECT_TRUE(output.waitFor(1));
+    EXPECT_EQ(network.sizes(), std::vector<std::size_t>{1500});
+    ASSERT_EQ(pin.EndFlush(), S_OK);
+    EXPECT_EQ(log.count("Flush"), 0) << "the sender's own flush is another thing";
 }
 
 TEST_F(NetworkSendTest, AClearedCallbackIsNotCalledAgain) {
+    filter->SetInputCrossingCallback(&input);
     filter->SetOutputCrossingCallback(&output);
     run();
     output.hold(true);
-    feeder->deliver(std::vector<std::uint8_t>(1500), {.dataId = 1});
+    ASSERT_EQ(feed(1), S_OK);
     ASSERT_TRUE(output.waitFor(1));
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(filter->SetOutputCrossingCallback(nullptr), S_OK);
-    EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(200)) << "it waits for the call";
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, Milliseconds(200)) << "it waits for the call";
+    EXPECT_EQ(filter->SetInputCrossingCallback(nullptr), S_OK);
     output.hold(false);
-    feeder->deliver(std::vector<std::uint8_t>(1500), {.dataId = 2});
+    ASSERT_EQ(feed(2), S_OK);
     ASSERT_TRUE(network.waitForDatagrams(2));
-    EXPECT_EQ(output.ids().size(), 1U);
+    ASSERT_TRUE(waitUntilPoolIsFree());  // the loop is past the crossing
+    EXPECT_EQ(input.ids(), Ids{1});
+    EXPECT_EQ(output.ids(), Ids{1});
 }
 
-TEST_F(NetworkSendTest, ADestructionDuringALongWaitEndsAtOnce) {
-    run();
-    feeder->deliver(std::vector<std::uint8_t>(1500), {.start = 0});
-    feeder->deliver(std::vector<std::uint8_t>(1500), {.start = 3600 * kTicksPerSecond});
+TEST_F(NetworkSendTest, TheTimeOffsetIsAHoldBackInMilliseconds) {
+    runWithClock();
+    ASSERT_EQ(filter->SetTimeOffset(1100), S_OK);
+    const auto begin = std::chrono::steady_clock::now();
+    ASSERT_EQ(feed(2, {.start = 0}), S_OK);
+    ASSERT_TRUE(output.waitFor(2));
+    EXPECT_GE(std::chrono::steady_clock::now() - begin, Milliseconds(1090));
+    // Whatever grew before has settled in that time, so the next empty queue begins a new series.
+    EXPECT_TRUE(log.waitFor("Time offset stabilizing from 1100+"));
+}
+
+TEST_F(NetworkSendTest, OnlyOneTurnsPacingOn) {
+    runWithClock();
+    ASSERT_EQ(filter->SetTimeOffset(kLongMs), S_OK);
+    std::uint64_t id = 1;
+    for (const std::int32_t off : {0, 2, -1}) {
+        EXPECT_EQ(filter->EnablePacing(1), S_OK);
+        EXPECT_EQ(filter->EnablePacing(off), S_OK);
+        ASSERT_EQ(feed(++id, {.start = 0}), S_OK);
+        ASSERT_TRUE(output.waitFor(id)) << "held back with " << off;
+    }
+    EXPECT_EQ(clock.reads(), 0);
+    EXPECT_EQ(filter->EnablePacing(1), S_OK);
+    ASSERT_EQ(feed(++id, {.start = 0}), S_OK);
+    EXPECT_TRUE(clock.waitForReads(1));
+}
+
+TEST_F(NetworkSendTest, ADestructionDuringALongWaitEndsAtOnceWithTheSampleUnsent) {
+    runWithClock();
+    ASSERT_EQ(filter->SetTimeOffset(kLongMs), S_OK);
+    ASSERT_EQ(feed(2, {.start = 0}), S_OK);
+    ASSERT_TRUE(clock.waitForReads(1));  // the loop counts how long to hold it
     filter->Stop();
     feeder->Stop();
     connection->disconnect();
     connection.reset();
     filter->JoinFilterGraph(nullptr, nullptr);
+    EXPECT_EQ(output.ids(), Ids{1}) << "still held";
     const auto begin = std::chrono::steady_clock::now();
     filter.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
+    EXPECT_FALSE(clock.isHeld()) << "the filter is gone";
+    EXPECT_EQ(output.ids(), Ids{1});
+    EXPECT_EQ(network.datagrams().size(), 1U);
     filter = ComPtr<CNetworkSend>(new CNetworkSend(nullptr, &status, network.maker()));
 }
 
