@@ -89,6 +89,7 @@ struct NetReceiverTest : testing::Test {
                            [this] { return std::make_unique<FakeReports>(wire); }}};
 
     void SetUp() override { watch.listener.set(&listener); }
+    /// To be called in ASSERT_NO_FATAL_FAILURE: without a listener there is nothing to tell.
     void start(const Endpoint& target) {
         pin.answer = E_FAIL;  // the thread's turns do nothing
         ASSERT_EQ(receiver.Start(target), S_OK);
@@ -102,7 +103,7 @@ struct NetReceiverTest : testing::Test {
 
 TEST_F(NetReceiverTest, SilenceRebuildsAt26AndIsToldAt52And78) {
     watch.thresholdMs = 2500;
-    start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", ""));
+    ASSERT_NO_FATAL_FAILURE(start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", "")));
     turns(25);
     EXPECT_EQ(wire.made, 1);
     turns(1);
@@ -119,7 +120,7 @@ TEST_F(NetReceiverTest, SilenceRebuildsAt26AndIsToldAt52And78) {
 
 TEST_F(NetReceiverTest, DataClearsTheCountersAndIsToldOncePerChange) {
     watch.thresholdMs = 250;
-    start(MakeEndpoint("127.0.0.1", 5000, "0.0.0.0", ""));
+    ASSERT_NO_FATAL_FAILURE(start(MakeEndpoint("127.0.0.1", 5000, "0.0.0.0", "")));
     wire.results = {1316, 1316};
     turns(2);
     EXPECT_EQ(listener.heard, "T");
@@ -137,7 +138,7 @@ TEST_F(NetReceiverTest, DataClearsTheCountersAndIsToldOncePerChange) {
 
 TEST_F(NetReceiverTest, EmptyAndFailedReadsAreNeitherDataNorSilence) {
     watch.thresholdMs = 250;
-    start(MakeEndpoint("127.0.0.1", 5000, "0.0.0.0", ""));
+    ASSERT_NO_FATAL_FAILURE(start(MakeEndpoint("127.0.0.1", 5000, "0.0.0.0", "")));
     for (int i = 0; i < 4; ++i) {
         turns(1);
         EXPECT_EQ(wire.made, i < 2 ? 1 : 2) << "the third silent turn expires, the reads between do not count";
@@ -149,7 +150,7 @@ TEST_F(NetReceiverTest, EmptyAndFailedReadsAreNeitherDataNorSilence) {
 
 TEST_F(NetReceiverTest, AThresholdOfNothingExpiresEveryTurn) {
     watch.thresholdMs = 0;
-    start(MakeEndpoint("127.0.0.1", 5000, "232.1.1.1", "10.0.0.1"));
+    ASSERT_NO_FATAL_FAILURE(start(MakeEndpoint("127.0.0.1", 5000, "232.1.1.1", "10.0.0.1")));
     turns(3);
     EXPECT_EQ(wire.made, 2);
     EXPECT_EQ(listener.heard, "ff");
@@ -164,7 +165,7 @@ TEST_F(NetReceiverTest, AFailedRebuildIsRetriedEachSecondWhileSilenceGoesOn) {
     const auto pass = [](std::uint32_t ms) { mcgate::process::setTickOffset(mcgate::process::tickOffset() + ms); };
     watch.thresholdMs = 2500;
     wire.refuseReport = true;
-    start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", ""));
+    ASSERT_NO_FATAL_FAILURE(start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", "")));
     turns(25);
     wire.refuseListener = true;
     turns(1);
