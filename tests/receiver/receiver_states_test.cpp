@@ -1,0 +1,229 @@
+// When the receiver's port is open, what arrives and what is told, watched from outside through the graph's states.
+
+#include <atomic>
+#include <future>
+#include <new>
+#include <ostream>
+#include <stdexcept>
+#include <thread>
+
+#include "foundation/com_exception.h"
+#include "receiver/receiver_filter_fixture.h"
+#include "support/host_pool.h"
+#include "support/presence_listener.h"
+
+namespace {
+
+using test::takePort;
+namespace udp = quorvel::network::udp::lib_udp::v2_1;
+
+constexpr std::uint8_t kLast = 0xEE;  // fills the datagram that a row ends with
+
+struct ReceiverStates : test::ReceiverFilterTest {
+    test::PresenceListener listener;
+
+    void TearDown() override {
+        if (filter) filter->SetDataSourceListener(nullptr);
+        ReceiverFilterTest::TearDown();
+    }
+    bool lastArrived() {
+        for (const auto& sample : collector->samples()) {
+            if (sample.bytes[0] == kLast) return true;
+        }
+        return false;
+    }
+};
+
+/// Calls out of a new filter: P Pause, R Run, S Stop, and d for a datagram, which must be told. Then one more datagram
+/// is sent and what it does is looked at.
+struct Row {
+    const char* calls;
+    bool open;                 ///< the port is taken
+    bool arrives;              ///< the last datagram comes downstream
+    std::uint8_t presentThen;  ///< the data flag before the last datagram
+
+    friend void PrintTo(const Row& row, std::ostream* out) { *out << '"' << row.calls << '"'; }
+};
+
+struct ReceiverStateTable : ReceiverStates, testing::WithParamInterface<Row> {
+    std::size_t told = 0;
+    std::size_t delivered = 0;
+    int ends = 0;
+
+    HRESULT call(char what) {
+        switch (what) {
+            case 'P':
+                return filter->Pause();
+            case 'R':
+                return filter->Run(0);
+            case 'S':
+                ends += filter->IsActive() ? 1 : 0;
+                return filter->Stop();
+            default:
+                send(1);
+                delivered += filter->IsActive() ? 1 : 0;
+                return listener.waitForCalls(++told) ? S_OK : E_FAIL;
+        }
+    }
+};
+
+TEST_P(ReceiverStateTable, PortDeliveryAndNoticeAreAsTheRowSays) {
+    const Row& row = GetParam();
+    ASSERT_NO_FATAL_FAILURE(connect());
+    ASSERT_EQ(collector->Run(0), S_OK);
+    filter->SetDataSourceListener(&listener);
+    for (const char* what = row.calls; *what != '\0'; ++what) ASSERT_EQ(call(*what), S_OK) << *what;
+
+    EXPECT_EQ(!takePort(kPort).valid(), row.open);
+    EXPECT_EQ(present(), row.presentThen);
+    EXPECT_EQ(collector->endsOfStream(), ends) << "one at each stop of an active filter";
+    send(kLast);
+    // With the port closed nothing can come; else the listener hears after the delivery.
+    told += row.open ? 1 : 0;
+    EXPECT_TRUE(listener.waitForCalls(told));
+    EXPECT_EQ(listener.heard(), std::string(told, 'T'));
+    EXPECT_EQ(present(), row.open ? 1 : row.presentThen);
+    EXPECT_TRUE(collector->waitForSamples(delivered + (row.arrives ? 1 : 0)));
+    EXPECT_EQ(lastArrived(), row.arrives);
+}
+
+INSTANTIATE_TEST_SUITE_P(Calls, ReceiverStateTable,
+                         testing::Values(Row{"", false, false, 0},      //
+                                         Row{"S", false, false, 0},     //
+                                         Row{"P", true, true, 0},       //
+                                         Row{"R", true, true, 0},       //
+                                         Row{"PR", true, true, 0},      //
+                                         Row{"RdP", false, false, 1},   //
+                                         Row{"PdP", false, false, 1},   //
+                                         Row{"RdPR", false, false, 1},  //
+                                         Row{"RPS", false, false, 0},   //
+                                         Row{"PdS", true, false, 0},    //
+                                         Row{"RdS", true, false, 0},    //
+                                         Row{"PdSS", true, false, 0},   //
+                                         Row{"PdSdP", true, true, 0},   //
+                                         Row{"RdPSR", true, true, 0}),
+                         [](const auto& row) { return std::string("New") + row.param.calls; });
+
+TEST_F(ReceiverStates, StopAndPauseAnewNeverHangUnderTraffic) {
+    ASSERT_NO_FATAL_FAILURE(connect());
+    ASSERT_EQ(collector->Run(0), S_OK);
+    std::atomic<bool> enough{false};
+    std::thread traffic([&] {
+        udp::SockUdpSender own{udp::MakeDestinationAddresses("127.0.0.1", kPort, "127.0.0.1")};
+        udp::UdpPacket packet;
+        packet.size = 100;
+        packet.payload.fill(1);
+        while (!enough) own.send(packet);
+    });
+    // Each pause ends the worker that the stop left, which is on its way through the filter's lock most of the time.
+    for (int round = 0; round < 50; ++round) {
+        EXPECT_TRUE(within(std::chrono::seconds(2), [this] { EXPECT_EQ(filter->Pause(), S_OK); }));
+        EXPECT_TRUE(within(std::chrono::seconds(2), [this] { EXPECT_EQ(filter->Stop(), S_OK); }));
+    }
+    enough = true;
+    traffic.join();
+}
+
+TEST_F(ReceiverStates, ATakenPortFailsThePauseAndTheNextOneTriesAnew) {
+    ASSERT_NO_FATAL_FAILURE(connect());
+    ASSERT_EQ(collector->Run(0), S_OK);
+    filter->SetDataSourceListener(&listener);
+    auto other = takePort(kPort);
+    ASSERT_TRUE(other.valid());
+    EXPECT_EQ(filter->Pause(), E_FAIL);
+    EXPECT_TRUE(filter->IsStopped());
+    EXPECT_EQ(filter->Run(0), E_FAIL);
+    EXPECT_TRUE(filter->IsStopped());
+
+    // The worker without a thread is still there, so that a new source opens at once, stopped or not.
+    EXPECT_EQ(listenOn(kPort + 1), S_OK);
+    EXPECT_FALSE(takePort(kPort + 1).valid());
+    EXPECT_EQ(listenOn(kPort), S_OK) << "the port is still taken, which is not told";
+    EXPECT_TRUE(takePort(kPort + 1).valid());
+
+    other = {};
+    EXPECT_EQ(filter->Pause(), S_OK);
+    send(kLast);
+    EXPECT_TRUE(collector->waitForSamples(1));
+}
+
+/// Something that a maker throws, and what Pause gives for it.
+struct Thrown {
+    const char* name;
+    void (*raise)();
+    HRESULT byWorker;    ///< the making of the worker throws
+    HRESULT byListener;  ///< the making of its listener throws
+
+    friend void PrintTo(const Thrown& one, std::ostream* out) { *out << one.name; }
+};
+
+struct ReceiverMakerThrows : ReceiverStates, testing::WithParamInterface<Thrown> {};
+
+TEST_P(ReceiverMakerThrows, PauseGivesAStatusAndHoldsNoLock) {
+    using Makers = CNetReceiver::Makers;
+    std::function<void()> inWorker = GetParam().raise;
+    std::function<void()> inListener;
+    const auto call = [](const std::function<void()>& action) {
+        if (action) action();
+    };
+    useMakers({[&](const udp::Endpoint& target) {
+                   call(inListener);
+                   return Makers::makeListener(target);
+               },
+               [&] {
+                   call(inWorker);
+                   return Makers::makeRawSender();
+               }});
+    ASSERT_NO_FATAL_FAILURE(connect());
+    ASSERT_EQ(collector->Run(0), S_OK);
+    EXPECT_EQ(filter->Pause(), GetParam().byWorker);
+    EXPECT_TRUE(filter->IsStopped());
+    inListener.swap(inWorker);
+    EXPECT_EQ(filter->Pause(), GetParam().byListener);
+    EXPECT_TRUE(filter->IsStopped());
+    inListener = {};
+
+    // On another thread, since the locks let the one that holds them in again.
+    auto next = std::async(std::launch::async, [this] {
+        EXPECT_EQ(listenOn(kPort + 1), S_OK);
+        EXPECT_EQ(listenOn(kPort), S_OK);
+        EXPECT_EQ(filter->Stop(), S_OK);
+        EXPECT_EQ(filter->Pause(), S_OK);
+    });
+    ASSERT_EQ(next.wait_for(test::kDeadline), std::future_status::ready) << "a lock is held";
+    send(kLast);
+    EXPECT_TRUE(collector->waitForSamples(1));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Exceptions, ReceiverMakerThrows,
+    testing::Values(Thrown{"Text", [] { throw std::runtime_error("no such thing"); }, E_FAIL, E_FAIL},
+                    Thrown{"Status", [] { throw quorvel::system::com_utils::v1::COMException(VFW_E_RUNTIME_ERROR); },
+                           VFW_E_RUNTIME_ERROR, VFW_E_RUNTIME_ERROR},
+                    Thrown{"Event", [] { throw ATL::CAtlException{VFW_E_WRONG_STATE}; }, VFW_E_WRONG_STATE,
+                           VFW_E_WRONG_STATE},
+                    Thrown{"Memory", [] { throw std::bad_alloc(); }, E_OUTOFMEMORY, E_FAIL},
+                    Thrown{"Anything", [] { throw 5; }, E_FAIL, E_FAIL}),
+    [](const auto& one) { return one.param.name; });
+
+TEST_F(ReceiverStates, DestructionFreesAWorkerThatWaitsForASample) {
+    const test::ComPtr<test::HostPool> pool(new test::HostPool);
+    ASSERT_EQ(collector->input()->NotifyAllocator(pool.get(), 0), S_OK);
+    ASSERT_NO_FATAL_FAILURE(connect());
+    collector->holdSamples();
+    ASSERT_NO_FATAL_FAILURE(run());
+    for (int i = 0; i < 200; ++i) send(1);
+    ASSERT_TRUE(log.waitForFull(1));
+
+    // The renderer leaves, and nothing of that reaches the pool: the worker goes on waiting for one of its samples.
+    pool->stayCommitted(true);
+    ASSERT_EQ(collector->Stop(), S_OK);
+    ASSERT_EQ(collector->input()->Disconnect(), S_OK);
+    pool->stayCommitted(false);
+    connection.reset();
+    EXPECT_TRUE(within(std::chrono::seconds(3), [this] { filter.reset(); }));
+    EXPECT_TRUE(takePort(kPort).valid());
+    pool->Decommit();
+}
+
+}  // namespace
