@@ -6,6 +6,8 @@
 
 #include "network/sock_udp_sender.h"
 #include "receiver/receiver_filter_fixture.h"
+#include "support/host_pool.h"
+#include "support/presence_listener.h"
 
 namespace {
 
@@ -118,6 +120,133 @@ TEST_F(ReceiverFilterTest, PrivateDatagramsBecomeTimedSamplesAndShortOnesAreDrop
     EXPECT_EQ(sample.bytes, (std::vector<std::uint8_t>{8, 9, 10, 11, 12, 13, 14, 15}));
     EXPECT_EQ(sample.start, 0x0706050403020100);
     EXPECT_EQ(sample.stop, sample.start + 1);
+}
+
+TEST_F(ReceiverFilterTest, ThePinOffersTwoTypesAndRaisesPoolsToWhatDatagramsNeed) {
+    auto& pin = static_cast<CNetOutputPin&>(*filter->GetPin(0));
+    const CMediaType transport(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
+    const CMediaType timeStamped(MEDIATYPE_PrivateTimeStamped, MEDIASUBTYPE_PrivateTimeStamped);
+    const CMediaType mixed(MEDIATYPE_PrivateTimeStamped, MEDIASUBTYPE_MPEG2_TRANSPORT);
+    CMediaType offered;
+    int position = 0;
+    for (const CMediaType* type : {&transport, &timeStamped}) {
+        EXPECT_EQ(pin.GetMediaType(position++, &offered), S_OK);
+        EXPECT_TRUE(offered.majortype == type->majortype && offered.subtype == type->subtype);
+    }
+    EXPECT_EQ(pin.GetMediaType(2, &offered), VFW_S_NO_MORE_ITEMS);
+    EXPECT_EQ(pin.CheckMediaType(&transport), S_OK);
+    EXPECT_EQ(pin.CheckMediaType(&timeStamped), S_OK);
+    EXPECT_EQ(pin.CheckMediaType(&mixed), S_FALSE);
+    EXPECT_EQ(pin.CheckMediaType(nullptr), E_POINTER);
+
+    const test::ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
+    const ALLOCATOR_PROPERTIES cases[][2] = {{{10, 188, 4, 16}, {128, 2048, 4, 16}},
+                                             {{300, 4096, 1, 0}, {300, 4096, 1, 0}}};
+    for (const auto& [asked, expected] : cases) {
+        ALLOCATOR_PROPERTIES request = asked;
+        ALLOCATOR_PROPERTIES set;
+        ASSERT_EQ(pin.DecideBufferSize(pool.get(), &request), S_OK);
+        ASSERT_EQ(pool->GetProperties(&set), S_OK);
+        EXPECT_EQ(set.cBuffers, expected.cBuffers);
+        EXPECT_EQ(set.cbBuffer, expected.cbBuffer);
+        EXPECT_EQ(set.cbAlign, expected.cbAlign);
+        EXPECT_EQ(set.cbPrefix, expected.cbPrefix);
+    }
+}
+
+TEST_F(ReceiverFilterTest, EachRequestThatFindsThePoolDryIsToldOnce) {
+    ASSERT_NO_FATAL_FAILURE(connect());
+    collector->holdSamples();
+    ASSERT_NO_FATAL_FAILURE(run());
+    for (int i = 0; i < 200; ++i) send(1);
+    for (int notices = 1; notices <= 5; ++notices) {
+        ASSERT_TRUE(log.waitForFull(notices));
+        ASSERT_TRUE(collector->waitForSamples(static_cast<std::size_t>(127 + notices)));
+        EXPECT_EQ(log.full(), notices) << "the worker waits in silence";
+        collector->letOneGo();  // it takes the sample, a datagram, and finds the pool dry again
+    }
+}
+
+TEST_F(ReceiverFilterTest, BuffersTooSmallForADatagramOfASenderReceiveNothing) {
+    for (const std::int32_t largest : {1499, 1500}) {
+        const test::ComPtr<test::HostPool> pool(new test::HostPool(largest));
+        ASSERT_EQ(collector->input()->NotifyAllocator(pool.get(), 0), S_OK);
+        ASSERT_NO_FATAL_FAILURE(connect());
+        ASSERT_NO_FATAL_FAILURE(run());
+        send(1, 1500);
+        if (largest < 1500) {
+            // Turn after turn gives its sample back: more turns than the pool has samples.
+            const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
+            while (pool->requests() < 300 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+            EXPECT_GE(pool->requests(), 300);
+            EXPECT_EQ(present(), 0);
+            EXPECT_EQ(collector->sampleCount(), 0U);
+        } else {
+            ASSERT_TRUE(collector->waitForSamples(1));
+            EXPECT_EQ(collector->samples()[0].bytes.size(), 1500U);
+        }
+        EXPECT_EQ(log.full(), 0);
+        ASSERT_EQ(filter->Stop(), S_OK);
+        ASSERT_EQ(collector->Stop(), S_OK);
+        connection.reset();
+    }
+}
+
+/// Before a pin that says it does not block, so that samples go to it on the worker's thread.
+struct DirectDelivery : ReceiverFilterTest {
+    void SetUp() override {
+        ReceiverFilterTest::SetUp();
+        collector->answerCanBlock(S_FALSE);
+        ASSERT_NO_FATAL_FAILURE(connect());
+    }
+};
+
+TEST_F(DirectDelivery, IsOnTheWorkersThreadAndHoldsOnlyWhoNeedsTheWorker) {
+    test::PresenceListener listener;
+    filter->SetDataSourceListener(&listener);
+    collector->block();
+    ASSERT_NO_FATAL_FAILURE(run());
+    send(1);
+    ASSERT_TRUE(collector->waitUntilBlocked());
+    EXPECT_TRUE(within(std::chrono::seconds(1), [this] {
+        std::uint32_t timeOut = 0;
+        EXPECT_EQ(filter->SetTimeout(6000), S_OK);
+        EXPECT_EQ(filter->GetTimeout(&timeOut), S_OK);
+        EXPECT_EQ(present(), 0) << "the flag comes after the delivery";
+        EXPECT_EQ(filter->SetLogPerf(&log), S_OK);
+    }));
+    for (const bool stop : {false, true}) {
+        auto call = std::async(std::launch::async, [&] { return stop ? filter->Stop() : filter->Pause(); });
+        EXPECT_EQ(call.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
+        collector->release();
+        ASSERT_EQ(call.wait_for(std::chrono::milliseconds(1000)), std::future_status::ready);
+        EXPECT_EQ(call.get(), S_OK);
+        if (stop) break;
+        // The pause has ended the worker; another one for the stop.
+        ASSERT_EQ(filter->Stop(), S_OK);
+        ASSERT_EQ(filter->Run(0), S_OK);
+        collector->block();
+        send(2);
+        ASSERT_TRUE(collector->waitUntilBlocked());
+    }
+    ASSERT_TRUE(listener.waitForCalls(1));
+    filter->SetDataSourceListener(nullptr);
+    EXPECT_EQ(collector->samples().back().thread, listener.caller());
+    EXPECT_EQ(collector->endsOfStream(), 2);
+}
+
+TEST_F(DirectDelivery, ACallWaitsForTheDeliveryInProgressAndNotForThoseBehindIt) {
+    for (const bool stop : {false, true}) {
+        collector->takeTime(std::chrono::milliseconds(20));
+        ASSERT_NO_FATAL_FAILURE(run());
+        for (int i = 0; i < 150; ++i) send(1);
+        ASSERT_TRUE(collector->waitForSamples(collector->sampleCount() + 2));
+        const auto before = collector->sampleCount();
+        EXPECT_EQ(stop ? filter->Stop() : filter->Pause(), S_OK);
+        EXPECT_LT(collector->sampleCount() - before, 50U);
+        collector->takeTime(std::chrono::milliseconds(0));
+        ASSERT_EQ(filter->Stop(), S_OK);
+    }
 }
 
 }  // namespace

@@ -66,6 +66,10 @@ public:
         const std::lock_guard hold(lock_);
         return static_cast<int>(declared_.size());
     }
+    int full() {
+        const std::lock_guard hold(lock_);
+        return static_cast<int>(full_.size());
+    }
     bool waitForFull(int times) {
         std::unique_lock hold(lock_);
         return changed_.wait_for(hold, std::chrono::seconds(20),

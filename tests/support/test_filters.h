@@ -133,9 +133,22 @@ public:
     void release() {
         set([&] { blocked_ = blockEnd_ = false; });
     }
+    /// How long each Receive lasts from now on, beside what block() adds.
+    void takeTime(std::chrono::milliseconds time) {
+        set([&] { slowness_ = time; });
+    }
     /// Takes a reference on each sample until letGo(), so that the pool runs dry.
     void holdSamples() {
         set([&] { holding_ = true; });
+    }
+    /// Gives back one sample of those held, and goes on holding.
+    void letOneGo() {
+        ComPtr<IMediaSample> oldest;
+        set([&] {
+            if (held_.empty()) return;
+            oldest = std::move(held_.front());
+            held_.erase(held_.begin());
+        });
     }
     void letGo() {
         std::vector<ComPtr<IMediaSample>> held;
@@ -259,6 +272,11 @@ private:
     HRESULT take(IMediaSample& sample) {
         std::unique_lock hold(lock_);
         waitInside(hold, blocked_);
+        if (const auto time = slowness_; time.count() > 0) {
+            hold.unlock();
+            std::this_thread::sleep_for(time);
+            hold.lock();
+        }
         if (answer_ != S_OK) return answer_;
         if (holding_) held_.emplace_back(&sample);
         samples_.push_back(copy(sample));
@@ -304,6 +322,7 @@ private:
     bool blocked_ = false;
     bool blockEnd_ = false;
     bool holding_ = false;
+    std::chrono::milliseconds slowness_{0};
     int inside_ = 0;
     int ends_ = 0;
     int flushes_ = 0;
