@@ -4,8 +4,10 @@
 
 #include <deque>
 #include <stdexcept>
+#include <vector>
 
 #include "platform/process/process.h"
+#include "platform/socket.h"
 
 namespace {
 
@@ -191,6 +193,45 @@ TEST_F(NetReceiverTest, AFailedStartLeavesNothingBehind) {
     EXPECT_EQ(receiver.Start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", "")), E_FAIL);
     EXPECT_EQ(receiver.ReceiveTurn(), E_UNEXPECTED);
     EXPECT_EQ(wire.made, 0);
+}
+
+TEST(NetReceiver, ARealSocketsEmptyAndOversizedDatagramsAreNeitherDataNorSilence) {
+    constexpr std::uint16_t kPort = 45110;
+    IdlePin pin;  // turns read into the scratch buffer, which takes 2048 bytes
+    FlowWatch watch;
+    Listener listener;
+    watch.listener.set(&listener);
+    watch.thresholdMs = 250;
+    int made = 0;
+    CNetReceiver::Makers makers;
+    makers.listener = [&made](const Endpoint& target) {
+        ++made;
+        return CNetReceiver::Makers::makeListener(target);
+    };
+    CNetReceiver receiver(pin, watch, makers);
+    pin.answer = E_FAIL;
+    ASSERT_EQ(receiver.Start(MakeEndpoint("127.0.0.1", kPort, "0.0.0.0", "")), S_OK);
+    receiver.StopThread();
+    pin.answer = VFW_E_NOT_COMMITTED;
+
+    auto sender = mcgate::platform::Socket::openDatagram(mcgate::platform::kFamilyIPv4);
+    mcgate::platform::SocketAddress target;
+    ASSERT_EQ(mcgate::platform::resolveNumeric("127.0.0.1", kPort, target), 0);
+    const std::vector<char> bytes(2049);
+    const auto send = [&](std::size_t size) {
+        ASSERT_EQ(sender.sendTo(bytes.data(), size, target), static_cast<std::int32_t>(size));
+        ASSERT_EQ(receiver.ReceiveTurn(), S_OK);
+    };
+    for (int silent = 1; silent <= 3; ++silent) {
+        ASSERT_NO_FATAL_FAILURE(send(0));
+        ASSERT_NO_FATAL_FAILURE(send(2049));
+        EXPECT_EQ(made, 1);
+        ASSERT_EQ(receiver.ReceiveTurn(), S_OK);
+    }
+    EXPECT_EQ(made, 2) << "the third silent turn expires, whatever came between";
+    EXPECT_EQ(listener.heard, "");
+    ASSERT_NO_FATAL_FAILURE(send(2048));
+    EXPECT_EQ(listener.heard, "T");
 }
 
 }  // namespace
