@@ -8,6 +8,10 @@
 
 namespace mcgate::host {
 
+namespace {
+constexpr std::uint32_t kWarning = 1;
+}
+
 void HostLog::Log(std::uint32_t level, const char* format, ...) {
     quorvel::log::log_perf::v4::LogLine line;
     std::va_list arguments;
@@ -15,10 +19,19 @@ void HostLog::Log(std::uint32_t level, const char* format, ...) {
     quorvel::log::log_perf::v4::formatLine(line, format, arguments);
     va_end(arguments);
     follow(line.data());
-    constexpr const char* kNames[] = {"error", "warning", "info"};
     const std::lock_guard hold(lock_);
     if (level == 0) lastError_ = line.data();
-    if (showLines_) std::fprintf(stderr, "%s: %s\n", kNames[level < 2 ? level : 2], line.data());
+    if (level > kWarning && lines_ != Lines::All) return;
+    if (isNew(line.data())) std::fprintf(stderr, "mcgate: %s\n", line.data());
+}
+
+// A destination that fails does so with every sample.
+bool HostLog::isNew(const char* line) {
+    const auto now = std::chrono::steady_clock::now();
+    if (lastTold_ == line && now - toldAt_ < std::chrono::seconds(1)) return false;
+    lastTold_ = line;
+    toldAt_ = now;
+    return true;
 }
 
 void HostLog::follow(const char* line) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -10,10 +11,12 @@
 namespace mcgate::host {
 
 /// The command's log: writes the filters' lines to standard error, counts notices of dry pools, and keeps the hold-back
-/// that the sender tells of. Any thread.
+/// that the sender tells of. Lines of levels 0 and 1 are told whatever the report's form, since they alone say why
+/// nothing flows; those above only on request. A line that repeats itself is told once a second. Any thread.
 class HostLog final : public ILogPerf {
 public:
-    explicit HostLog(bool showLines) : showLines_(showLines) {}
+    enum class Lines { Faults, All };
+    explicit HostLog(Lines lines) : lines_(lines) {}
 
     void Log(std::uint32_t level, const char* format, ...) override __attribute__((format(printf, 3, 4)));
     void DeclareBuffer(const char*) override {}
@@ -27,15 +30,18 @@ public:
     /// The sum of configured and grown hold-back as last told, in milliseconds.
     int holdBackMs() const noexcept { return holdBackMs_.load(); }
     std::uint64_t bufferFullNotices() const noexcept { return bufferFull_.load(); }
-    /// The last line of level 0, for the message of a failure.
+    /// The last line of level 0, for the message of a failure; empty when there was none.
     std::string lastError();
 
 private:
     void follow(const char* line);
+    bool isNew(const char* line);
 
-    const bool showLines_;
+    const Lines lines_;
     std::mutex lock_;
     std::string lastError_;
+    std::string lastTold_;
+    std::chrono::steady_clock::time_point toldAt_;
     std::atomic<int> holdBackMs_{0};
     std::atomic<int> configuredMs_{0};
     std::atomic<std::uint64_t> bufferFull_{0};

@@ -32,7 +32,7 @@ public:
     explicit Receiving(const ReceiveOptions& options)
         : options_(options),
           url_(parseReceiveUrl(options.url)),
-          log_(false),
+          log_(HostLog::Lines::Faults),
           report_(options.report, "receive"),
           drops_(url_.port) {}
     ~Receiving() {

@@ -58,7 +58,9 @@ void addDestinations(ISenderConfig& config, const SendOptions& options) {
 class Sending {
 public:
     explicit Sending(const SendOptions& options)
-        : options_(options), log_(options.report == ReportForm::Text), report_(options.report, "send") {}
+        : options_(options),
+          log_(options.report == ReportForm::Text ? HostLog::Lines::All : HostLog::Lines::Faults),
+          report_(options.report, "send") {}
     ~Sending() {
         graph_->tearDown();
         if (crossing_) {
@@ -78,10 +80,9 @@ public:
             if (report_.due()) report_.write(values(), false);
         }
         graph_->stop();
-        report_.write(values(), true);
-        const std::string error = source_->figures().error;
-        if (!error.empty()) std::fprintf(stderr, "mcgate: %s\n", error.c_str());
-        return error.empty() ? 0 : 1;
+        const ReportValues last = values();
+        report_.write(last, true);
+        return conclude(last);
     }
 
 private:
@@ -102,6 +103,14 @@ private:
         demand(graph_->addFilter(source_.get(), "source"), "can't build the graph");
         demand(graph_->addFilter(sender_.get(), "sender"), "can't build the graph");
         demand(graph_->connect(source_->GetPin(0), findPin(*sender_, PINDIR_INPUT).get()), "can't connect the sender");
+    }
+    int conclude(const ReportValues& last) {
+        std::string error = source_->figures().error;
+        if (error.empty() && last.datagrams == 0 && !log_.lastError().empty()) {
+            error = "no datagram went out to all destinations: " + log_.lastError();
+        }
+        if (!error.empty()) std::fprintf(stderr, "mcgate: %s\n", error.c_str());
+        return error.empty() ? 0 : 1;
     }
     // The sender's clock estimate begins at its creation, before it has the graph's clock. A first look at that clock a
     // second or more later is taken over whole; an earlier one in part only, and the rest would pass for time elapsed

@@ -28,6 +28,9 @@ expect 1 "can't open missing.ts" "$mcgate" send missing.ts --to udp://127.0.0.1:
 expect 1 "can't receive" "$mcgate" receive udp://@203.0.113.9:45300
 expect 1 "unable to create UDP senders" "$mcgate" send in.ts --to "udp://239.1.1.1:45300?local=203.0.113.9"
 expect 1 "can't write" "$mcgate" generate --rate 5000000 --duration 1 --out no/such/place.ts
+# The kernel refuses a broadcast to a socket that didn't ask for it: nothing leaves.
+expect 1 "no datagram went out" "$mcgate" send in.ts --to udp://127.255.255.255:45300 --report none
+expect 1 "unable to send packet" "$mcgate" send in.ts --to udp://127.255.255.255:45300 --report json
 [ -e no ] && { echo "FAILED: something was left behind"; failed=1; }
 
 "$mcgate" receive udp://@127.0.0.1:45301 --out got.ts --report json 2>report &
