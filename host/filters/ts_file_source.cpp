@@ -19,7 +19,6 @@ constexpr std::int64_t kLead = kTicksPerSecond;
 constexpr std::uint32_t kPoolSeconds = 4;
 constexpr std::uint32_t kFlushEndMs = 2;  // the send loop looks at its queue within microseconds of its last sample
 constexpr std::uint64_t kProbeBytes = 8 * 1024 * 1024;
-constexpr std::uint32_t kDrainLookMs = 10;
 
 }  // namespace
 
@@ -175,18 +174,20 @@ bool TsFileSource::deliverNext() {
 }
 
 bool TsFileSource::deliver(const StampedPacket* packets, std::size_t count, bool padding) {
-    if (!waitForPace(packets[0].time)) return false;
+    const bool discontinuity = first_ || packets[0].discontinuity;
+    first_ = false;
+    // What is queued when a discontinuity comes leaves at once, so the lead must have left at its own pace by then.
+    const bool flushes = discontinuity && options_.paced;
+    if (flushes ? !waitUntilAllBack() : !waitForPace(packets[0].time)) return false;
     ComPtr<IMediaSample> sample;
     ComPtr<IMediaSample> spare;
     if (FAILED(pin_->GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0))) return false;
     if (FAILED(pin_->GetDeliveryBuffer(spare.put(), nullptr, nullptr, 0))) return false;
     spare.reset();  // the sender finds this one free
-    const bool discontinuity = first_ || packets[0].discontinuity;
-    first_ = false;
     if (!fill(*sample, packets, count) || FAILED(sample->SetDiscontinuity(discontinuity ? 1 : 0))) return false;
     if (FAILED(pin_->Deliver(sample.get()))) return false;
     sample.reset();
-    if (discontinuity && options_.paced) letFlushEnd();
+    if (flushes && !letFlushEnd(packets[0].time)) return false;
     const std::lock_guard hold(figuresLock_);
     ++figures_.samples;
     if (!padding) figures_.bytes += count * kPacketSize;
@@ -211,34 +212,32 @@ bool TsFileSource::fill(IMediaSample& sample, const StampedPacket* packets, std:
 }
 
 // A discontinuity makes the sender send all that is queued without pacing until its queue is empty. A source that fills
-// its lead meanwhile would see that lead leave in one burst.
-void TsFileSource::letFlushEnd() {
-    waitUntilAllBack();
-    platform::wait(stopEvent_, kFlushEndMs);
+// its lead meanwhile would see that lead leave in one burst. The lead begins anew from here.
+bool TsFileSource::letFlushEnd(std::int64_t time) {
+    if (!waitUntilAllBack() || platform::wait(stopEvent_, kFlushEndMs)) return false;
+    REFERENCE_TIME now = 0;
+    if (streamClock_ && SUCCEEDED(streamClock_->GetTime(&now))) clockOrigin_ = now - time;
+    return true;
 }
 
 bool TsFileSource::waitForPace(std::int64_t time) {
     if (!options_.paced || !streamClock_) return !platform::wait(stopEvent_, 0);
     REFERENCE_TIME now = 0;
     if (FAILED(streamClock_->GetTime(&now))) return true;
-    if (first_) clockOrigin_ = now - time;
     const std::int64_t early = time - (now - clockOrigin_) - kLead;
     const auto wait = static_cast<std::uint32_t>(std::max<std::int64_t>(early / kTicksPerMillisecond, 0));
     return !platform::wait(stopEvent_, wait);
 }
 
-// Every sample of the pool is back once the sender has sent the last one.
-void TsFileSource::waitUntilAllBack() {
+// Every sample of the pool is back once the sender has sent the last one. False when the pool was decommitted: then the
+// stream is being stopped.
+bool TsFileSource::waitUntilAllBack() {
     ALLOCATOR_PROPERTIES pool;
     pin_->allocator()->GetProperties(&pool);
     std::vector<ComPtr<IMediaSample>> back(static_cast<std::size_t>(pool.cBuffers));
-    do {
-        for (auto& one : back) one.reset();
-        for (auto& one : back) {
-            const HRESULT status = pin_->GetDeliveryBuffer(one.put(), nullptr, nullptr, AM_GBF_NOWAIT);
-            if (FAILED(status)) break;
-        }
-    } while (!back.back() && !platform::wait(stopEvent_, kDrainLookMs));
+    return std::all_of(back.begin(), back.end(), [this](auto& one) {
+        return SUCCEEDED(pin_->GetDeliveryBuffer(one.put(), nullptr, nullptr, 0));
+    });
 }
 
 }  // namespace mcgate::host

@@ -35,7 +35,8 @@ struct SourceFigures {
 ///
 /// The sender drops every sample that finds its pool without a free buffer, so one is kept free before each delivery,
 /// and the source runs no more than a second ahead of the clock. The last bytes of a stream leave the sender only when
-/// more come: at the end, seven null packets push them out and stay behind themselves.
+/// more come: at the end, seven null packets push them out and stay behind themselves. A discontinuity makes the sender
+/// send all that it holds at once, so the source lets its lead leave before each and builds it anew behind it.
 ///
 /// Threads: graph threads, and a streaming thread between Active and Inactive. Inactive stops it without any lock that
 /// it takes: the clock is fetched before it starts, and the pool is decommitted before it is joined.
@@ -63,9 +64,9 @@ private:
     bool deliverNext();
     bool deliver(const StampedPacket* packets, std::size_t count, bool padding);
     bool fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count);
-    void letFlushEnd();
+    bool letFlushEnd(std::int64_t time);
     bool waitForPace(std::int64_t time);
-    void waitUntilAllBack();
+    bool waitUntilAllBack();
 
     const TsFileSourceOptions options_;
     CCritSec filterLock_;

@@ -43,4 +43,15 @@ kill -TERM "$receiver"
 wait "$receiver" || { echo "FAILED: the receiver gave $? after SIGTERM"; failed=1; }
 tail -n 1 report | grep -q '"final":true' || { echo "FAILED: no final report: $(tail -n 1 report)"; failed=1; }
 cmp <(head -c "$(stat -c %s in.ts)" got.ts) in.ts || failed=1
+
+# Each pass of a loop is a new time base: the lead must not leave in a burst there.
+"$mcgate" generate --rate 5000000 --duration 1.5 --out loop.ts || failed=1
+"$mcgate" receive udp://@127.0.0.1:45302 --report json 2>report &
+receiver=$!
+for _ in $(seq 100); do grep -q '"time_s"' report && break; sleep 0.1; done
+timeout --signal=TERM 7 "$mcgate" send loop.ts --loop --to udp://127.0.0.1:45302 --report none
+kill -TERM "$receiver"
+wait "$receiver"
+p99=$(tail -n 1 report | sed 's/.*"p99":\([0-9]*\)[.,].*/\1/')
+[ "$p99" -lt 30 ] || { echo "FAILED: a loop sends in bursts: $(tail -n 1 report)"; failed=1; }
 exit $failed
