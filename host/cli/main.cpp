@@ -74,7 +74,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& problem) {
         return app.exit(problem) == 0 ? 0 : kWrongUse;
     }
-    blockStopSignals();
+    watchStopSignals();
     try {
         if (app.got_subcommand("send")) return runSend(send);
         if (app.got_subcommand("receive")) return runReceive(receive);

@@ -46,6 +46,7 @@ public:
         build();
         demand(graph_->run(),
                "can't receive " + options_.url + " on " + url_.local + " (address not of this host, or port taken)");
+        sink_->openFile();
         while (!stopRequested() && !ended() && !timeIsUp()) {
             if (report_.due()) report_.write(values(), false);
         }
@@ -73,7 +74,7 @@ private:
         demand(config_->SetSource(url_.port, platform::toWide(url_.local).c_str(), platform::toWide(url_.group).c_str(),
                                   platform::toWide(url_.source).c_str()),
                "can't receive " + options_.url);
-        sink_ = FileSink::create(options_.out);
+        sink_ = FileSink::create(options_.out, stopRequested);
         demand(graph_->addFilter(receiver_.get(), "receiver"), "can't build the graph");
         demand(graph_->addFilter(sink_.get(), "sink"), "can't build the graph");
         demand(graph_->connect(findPin(*receiver_, PINDIR_OUTPUT).get(), sink_->GetPin(0)),

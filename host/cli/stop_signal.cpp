@@ -1,11 +1,20 @@
 #include "cli/stop_signal.h"
 
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
 #include <csignal>
 #include <ctime>
+#include <thread>
 
 namespace mcgate::host {
 
 namespace {
+
+constexpr std::chrono::milliseconds kOneRequest{500};
+
+std::atomic<bool> requested{false};
 
 sigset_t stopSignals() {
     sigset_t set;
@@ -15,20 +24,32 @@ sigset_t stopSignals() {
     return set;
 }
 
+// Lives as long as the process. After the first signal it is the one thread that doesn't block them, so that a second
+// one finds the default: the end of the process. What comes within half a second belongs to the first: some supervisors
+// signal a process and then its group.
+void watch() {
+    const sigset_t set = stopSignals();
+    int number = 0;
+    sigwait(&set, &number);
+    requested = true;
+    std::this_thread::sleep_for(kOneRequest);
+    const timespec now{};
+    while (sigtimedwait(&set, nullptr, &now) > 0) continue;
+    pthread_sigmask(SIG_UNBLOCK, &set, nullptr);
+    for (;;) pause();
+}
+
 }  // namespace
 
-void blockStopSignals() {
+void watchStopSignals() {
     const sigset_t set = stopSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    std::signal(SIGINT, SIG_DFL);  // a shell starts its background jobs with this one ignored
+    std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGPIPE, SIG_IGN);
+    std::thread(watch).detach();
 }
 
-bool stopRequested() {
-    const sigset_t set = stopSignals();
-    const timespec now{};
-    static bool requested = false;
-    requested = requested || sigtimedwait(&set, nullptr, &now) > 0;
-    return requested;
-}
+bool stopRequested() { return requested; }
 
 }  // namespace mcgate::host

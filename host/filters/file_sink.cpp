@@ -1,11 +1,9 @@
 #include "filters/file_sink.h"
 
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstring>
+#include <new>
 #include <stdexcept>
 
+#include "foundation/status.h"
 #include "platform/clock.h"
 
 namespace mcgate::host {
@@ -26,7 +24,13 @@ public:
         filter_->NotifyEvent(EC_COMPLETE, 0, 0);
         return S_OK;
     }
+    HRESULT Active() override {
+        sink_.stopping_ = false;
+        return CBaseInputPin::Active();
+    }
+    // A Receive that waits for a stalled reader holds the file's lock, so it is told first.
     HRESULT Inactive() override {
+        sink_.stopping_ = true;
         sink_.flush();
         return CBaseInputPin::Inactive();
     }
@@ -35,15 +39,14 @@ private:
     FileSink& sink_;
 };
 
-platform::ComPtr<FileSink> FileSink::create(const std::string& path) {
-    return platform::ComPtr<FileSink>(new FileSink(path));
+platform::ComPtr<FileSink> FileSink::create(const std::string& path, std::function<bool()> stopRequested) {
+    if (!path.empty()) OutputFile::check(path);
+    return platform::ComPtr<FileSink>(new FileSink(path, std::move(stopRequested)));
 }
 
-FileSink::FileSink(const std::string& path) : CBaseFilter(nullptr, nullptr, &filterLock_, GUID_NULL), path_(path) {
+FileSink::FileSink(const std::string& path, std::function<bool()> stopRequested)
+    : CBaseFilter(nullptr, nullptr, &filterLock_, GUID_NULL), path_(path), stopRequested_(std::move(stopRequested)) {
     pin_ = std::make_unique<Pin>(*this, &filterLock_);
-    if (path.empty()) return;
-    file_.reset(path == "-" ? fdopen(dup(STDOUT_FILENO), "wb") : std::fopen(path.c_str(), "wb"));
-    if (!file_) throw std::runtime_error("can't write " + path + ": " + std::strerror(errno));
 }
 
 FileSink::~FileSink() = default;
@@ -57,27 +60,64 @@ SinkFigures FileSink::figures() {
     return result;
 }
 
-HRESULT FileSink::take(IMediaSample& sample) {
+void FileSink::openFile() {
+    const std::lock_guard hold(fileLock_);
+    openLocked();
+}
+
+void FileSink::openLocked() {
+    if (path_.empty() || file_) return;
+    file_ = std::make_unique<OutputFile>(path_, [this] { return stopping_.load() || stopRequested_(); });
+}
+
+HRESULT FileSink::take(IMediaSample& sample) noexcept {
+    try {
+        std::uint8_t* data = nullptr;
+        if (FAILED(sample.GetPointer(&data))) return S_OK;
+        takeBytes(data, static_cast<std::size_t>(sample.GetActualDataLength()));
+        return S_OK;
+    } catch (...) {
+        keepFailure();
+        NotifyEvent(EC_ERRORABORT, E_FAIL, 0);
+        return E_FAIL;
+    }
+}
+
+void FileSink::takeBytes(const std::uint8_t* data, std::size_t size) {
     const std::int64_t arrival = platform::monotonicTime();
-    std::uint8_t* data = nullptr;
-    if (FAILED(sample.GetPointer(&data))) return S_OK;
-    const auto size = static_cast<std::size_t>(sample.GetActualDataLength());
     meter_.add(data, size, arrival);
-    const bool written = !file_ || std::fwrite(data, 1, size, file_.get()) == size;
+    {
+        const std::lock_guard hold(fileLock_);
+        openLocked();
+        if (file_) file_->write(data, size);
+    }
     const std::lock_guard hold(lock_);
     ++figures_.datagrams;
     figures_.bytes += size;
     figures_.lastArrival = arrival;
-    if (written) return S_OK;
-    figures_.error = "can't write " + path_ + ": " + std::strerror(errno);
-    NotifyEvent(EC_ERRORABORT, E_FAIL, 0);
-    return E_FAIL;
 }
 
-void FileSink::flush() {
-    if (!file_ || std::fflush(file_.get()) == 0) return;
-    const std::lock_guard hold(lock_);
-    if (figures_.error.empty()) figures_.error = "can't write " + path_ + ": " + std::strerror(errno);
+void FileSink::flush() noexcept {
+    try {
+        const std::lock_guard hold(fileLock_);
+        if (!file_) return;
+        file_->flush();
+        if (file_->givenUp() == 0) return;
+        throw std::runtime_error(std::to_string(file_->givenUp()) + " bytes and what came behind them not written to " +
+                                 file_->name() + ": its reader stalled");
+    } catch (...) {
+        keepFailure();
+    }
+}
+
+// The first one tells why; those behind it follow from it.
+void FileSink::keepFailure() noexcept {
+    try {
+        std::string text = foundation::textOfCurrentException();
+        const std::lock_guard hold(lock_);
+        if (figures_.error.empty()) figures_.error = std::move(text);
+    } catch (const std::bad_alloc&) {  // the failure's status still goes up the stream
+    }
 }
 
 }  // namespace mcgate::host

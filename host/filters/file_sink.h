@@ -1,10 +1,12 @@
 #pragma once
 
-#include <cstdio>
+#include <atomic>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
 
+#include "io/output_file.h"
 #include "media/host/base_filter.h"
 #include "media/host/base_input_pin.h"
 #include "ts/stream_meter.h"
@@ -19,32 +21,41 @@ struct SinkFigures {
     std::string error;
 };
 
-/// Writes what it receives to a file and measures it. Threads: graph threads; the upstream queue's in Receive; figures
-/// by any.
+/// Writes what it receives to a file and measures it. A reader that stalls holds the stream up; stopping the filter, or
+/// the host's stop request, lets go of what can't be written (see OutputFile).
+///
+/// Threads: graph threads; the upstream queue's in Receive; figures by any. Locks: fileLock_ around opening and
+/// writing, so held while a reader is waited for; lock_ is a leaf.
 class FileSink final : public CBaseFilter {
 public:
     /// `path` may be empty (nothing is written) or "-" (standard output). Throws std::runtime_error with path and
-    /// reason.
-    static platform::ComPtr<FileSink> create(const std::string& path);
+    /// reason for one that can't be written; the file itself is made by openFile or the first sample.
+    static platform::ComPtr<FileSink> create(
+        const std::string& path, std::function<bool()> stopRequested = [] { return false; });
 
+    /// Makes the file if it isn't there yet; throws as create does.
+    void openFile();
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int index) override;
     SinkFigures figures();
 
 private:
     class Pin;
-    struct Closer {
-        void operator()(std::FILE* file) const { std::fclose(file); }
-    };
-    explicit FileSink(const std::string& path);
+    FileSink(const std::string& path, std::function<bool()> stopRequested);
     ~FileSink() override;
-    HRESULT take(IMediaSample& sample);
-    void flush();
+    HRESULT take(IMediaSample& sample) noexcept;
+    void takeBytes(const std::uint8_t* data, std::size_t size);
+    void openLocked();
+    void flush() noexcept;
+    void keepFailure() noexcept;
 
     CCritSec filterLock_;
     std::unique_ptr<Pin> pin_;
     const std::string path_;
-    std::unique_ptr<std::FILE, Closer> file_;
+    const std::function<bool()> stopRequested_;
+    std::atomic<bool> stopping_{false};
+    std::mutex fileLock_;
+    std::unique_ptr<OutputFile> file_;
     StreamMeter meter_;
     std::mutex lock_;
     SinkFigures figures_;

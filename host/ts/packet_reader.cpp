@@ -35,7 +35,9 @@ std::size_t syncAt(const std::uint8_t* data, std::size_t size, std::size_t dista
 }  // namespace
 
 PacketReader::PacketReader(const std::string& path) : path_(path == "-" ? "standard input" : path) {
-    descriptor_ = path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    // Without O_NONBLOCK, opening a named pipe would wait for a writer without end; next() polls.
+    descriptor_ = path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
+                              : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor_ < 0) throw std::runtime_error("can't open " + path_ + ": " + std::strerror(errno));
 }
 

@@ -18,6 +18,9 @@ expect() { # status, part of the message, command...
     fi
 }
 
+# As expect, for a command that waits for somebody and is told to stop after a second.
+expect_stopped() { expect "$1" "$2" timeout --preserve-status --signal=TERM --kill-after=5 1 "${@:3}"; }
+
 "$mcgate" generate --rate 5000000 --duration 2 --out in.ts || failed=1
 expect 2 "subcommand" "$mcgate"
 expect 2 "--to" "$mcgate" send in.ts
@@ -32,6 +35,21 @@ expect 1 "can't write" "$mcgate" generate --rate 5000000 --duration 1 --out no/s
 expect 1 "no datagram went out" "$mcgate" send in.ts --to udp://127.255.255.255:45300 --report none
 expect 1 "unable to send packet" "$mcgate" send in.ts --to udp://127.255.255.255:45300 --report json
 [ -e no ] && { echo "FAILED: something was left behind"; failed=1; }
+
+# Nobody at the other end of a pipe: each side can still be stopped.
+mkfifo nobody stalled
+exec 5<>stalled
+stopped_into_stall() { # status, part, command: its standard output is a pipe that nobody empties
+    expect "$1" "$2" bash -c 'exec timeout --preserve-status --signal=TERM --kill-after=5 2 "$@" >&5' bash "${@:3}"
+}
+expect_stopped 1 "stopped" "$mcgate" send nobody --to udp://127.0.0.1:45300
+expect_stopped 0 "no data" "$mcgate" receive udp://@127.0.0.1:45300 --out nobody
+stopped_into_stall 1 "stopped by a signal" "$mcgate" generate --rate 5000000 --duration 2 --out -
+(sleep 0.3; exec "$mcgate" send in.ts --to udp://127.0.0.1:45300 --no-pacing --report none) &
+sender=$!
+stopped_into_stall 1 "bytes and what came behind them not written" "$mcgate" receive udp://@127.0.0.1:45300 --out -
+wait $sender
+exec 5>&-
 
 "$mcgate" receive udp://@127.0.0.1:45301 --out got.ts --report json 2>report &
 receiver=$!
