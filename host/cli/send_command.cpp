@@ -1,8 +1,8 @@
-#include <atomic>
 #include <cstdio>
 #include <stdexcept>
 
 #include "cli/commands.h"
+#include "cli/datagram_counter.h"
 #include "cli/host_log.h"
 #include "cli/module_loader.h"
 #include "cli/stop_signal.h"
@@ -18,22 +18,12 @@ namespace mcgate::host {
 
 namespace {
 
-using namespace quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_point_filter::v0;
 using platform::ComPtr;
+using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_point_filter::v0::
+    IDelayCrossingPointFilter;
 
 constexpr std::chrono::milliseconds kLook{100};
 constexpr std::chrono::milliseconds kClockSettles{1050};
-
-/// Counts the samples that pass a point of the sender.
-class CrossingCounter final : public IDelayCrossingCallback {
-public:
-    void OnReserved() override {}
-    void OnDataCrossing(std::uint64_t) override { ++count_; }
-    std::uint64_t count() const noexcept { return count_.load(); }
-
-private:
-    std::atomic<std::uint64_t> count_{0};
-};
 
 void demand(HRESULT status, const std::string& what) {
     if (FAILED(status)) throw std::runtime_error(what + ": " + GetStatusText(status));
@@ -79,8 +69,9 @@ public:
         while (!stopRequested() && !ended()) {
             if (report_.due()) report_.write(values(), false);
         }
-        graph_->stop();
+        sender_->Stop();  // first, as the graph would; what its loop still takes from its queue goes nowhere
         const ReportValues last = values();
+        graph_->stop();
         report_.write(last, true);
         return conclude(last);
     }
@@ -97,9 +88,10 @@ private:
         config_->SetTimeOffset(options_.offsetMs);
         config_->EnablePacing(options_.noPacing ? 0 : 1);
         crossing_ = sender_.query<IDelayCrossingPointFilter>();
-        crossing_->SetInputCrossingCallback(&in_);
-        crossing_->SetOutputCrossingCallback(&out_);
-        source_ = TsFileSource::create({options_.input, !options_.noPacing, options_.loop, stopRequested});
+        crossing_->SetInputCrossingCallback(&counter_.input());
+        crossing_->SetOutputCrossingCallback(&counter_.output());
+        source_ = TsFileSource::create({options_.input, !options_.noPacing, options_.loop, stopRequested,
+                                        [this](std::uint64_t id, std::size_t bytes) { counter_.announce(id, bytes); }});
         demand(graph_->addFilter(source_.get(), "source"), "can't build the graph");
         demand(graph_->addFilter(sender_.get(), "sender"), "can't build the graph");
         demand(graph_->connect(source_->GetPin(0), findPin(*sender_, PINDIR_INPUT).get()), "can't connect the sender");
@@ -123,28 +115,25 @@ private:
         const auto event = graph_->nextEvent(kLook);
         return event && (event->code == EC_COMPLETE || event->code == EC_ERRORABORT);
     }
-    // A 1316-byte sample leaves when the next comes, so the last one that crossed is still gathered.
     ReportValues values() {
-        const std::uint64_t left = out_.count();
-        const std::uint64_t accepted = in_.count();
-        const std::uint64_t delivered = source_->figures().samples;
+        const std::uint64_t delivered = source_->figures().samples;  // first: a sample enters before it is delivered
+        const auto counts = counter_.counts();
         ReportValues result;
-        result.datagrams = left > 0 ? left - 1 : 0;
-        result.bytes = std::min(result.datagrams * 1316, source_->figures().bytes);
-        result.droppedSamples = delivered > accepted ? delivered - accepted : 0;
-        result.dataPresent = left > lastLeft_;
-        lastLeft_ = left;
+        result.datagrams = counts.datagrams;
+        result.bytes = counts.bytes;
+        result.droppedSamples = delivered > counts.accepted ? delivered - counts.accepted : 0;
+        result.dataPresent = counts.datagrams > lastDatagrams_;
+        lastDatagrams_ = counts.datagrams;
         result.holdBackMs = log_.holdBackMs();
-        result.queuedSamples = accepted > left ? accepted - left : 0;
+        result.queuedSamples = counts.queued;
         return result;
     }
 
     const SendOptions& options_;
     HostLog log_;
     Report report_;
-    CrossingCounter in_;
-    CrossingCounter out_;
-    std::uint64_t lastLeft_ = 0;
+    DatagramCounter counter_;
+    std::uint64_t lastDatagrams_ = 0;
     ComPtr<FilterGraph> graph_ = FilterGraph::create();
     ComPtr<TsFileSource> source_;
     ComPtr<IBaseFilter> sender_;

@@ -185,6 +185,7 @@ bool TsFileSource::deliver(const StampedPacket* packets, std::size_t count, bool
     if (FAILED(pin_->GetDeliveryBuffer(spare.put(), nullptr, nullptr, 0))) return false;
     spare.reset();  // the sender finds this one free
     if (!fill(*sample, packets, count) || FAILED(sample->SetDiscontinuity(discontinuity ? 1 : 0))) return false;
+    options_.beforeSample(nextId_++, count * kPacketSize);
     if (FAILED(pin_->Deliver(sample.get()))) return false;
     sample.reset();
     if (flushes && !letFlushEnd(packets[0].time)) return false;
@@ -207,7 +208,6 @@ bool TsFileSource::fill(IMediaSample& sample, const StampedPacket* packets, std:
     std::array<std::uint8_t, sizeof nextId_> id;
     std::memcpy(id.data(), &nextId_, sizeof nextId_);
     extended->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), id.data(), sizeof nextId_);
-    ++nextId_;
     return true;
 }
 

@@ -22,6 +22,7 @@ struct TsFileSourceOptions {
     bool paced = true;  ///< run at most one second ahead of the graph's clock
     bool loop = false;
     std::function<bool()> stopRequested = [] { return false; };  ///< looked at while the beginning is read
+    std::function<void(std::uint64_t id, std::size_t bytes)> beforeSample = [](std::uint64_t, std::size_t) {};
 };
 
 struct SourceFigures {

@@ -54,12 +54,15 @@ exec 5>&-
 "$mcgate" receive udp://@127.0.0.1:45301 --out got.ts --report json 2>report &
 receiver=$!
 for _ in $(seq 100); do grep -q '"time_s"' report && break; sleep 0.1; done
-"$mcgate" send - --to udp://127.0.0.1:45301 --report none <in.ts || { echo "FAILED: sending a pipe"; failed=1; }
+"$mcgate" send - --to udp://127.0.0.1:45301 --report json <in.ts 2>sent || { echo "FAILED: sending a pipe"; failed=1; }
 received() { tail -n 1 report | sed 's/.*"bytes":\([0-9]*\).*/\1/'; }
 for _ in $(seq 100); do [ "$(received)" -ge "$(stat -c %s in.ts)" ] && break; sleep 0.1; done
 kill -TERM "$receiver"
 wait "$receiver" || { echo "FAILED: the receiver gave $? after SIGTERM"; failed=1; }
 tail -n 1 report | grep -q '"final":true' || { echo "FAILED: no final report: $(tail -n 1 report)"; failed=1; }
+# The sender knows how many left: all of those that came.
+count() { tail -n 1 "$1" | sed 's/.*"datagrams":\([0-9]*\).*"bytes":\([0-9]*\).*/\1 \2/'; }
+[ "$(count sent)" = "$(count report)" ] || { echo "FAILED: sent $(count sent), received $(count report)"; failed=1; }
 cmp <(head -c "$(stat -c %s in.ts)" got.ts) in.ts || failed=1
 
 # Each pass of a loop is a new time base: the lead must not leave in a burst there.
