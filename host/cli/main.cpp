@@ -7,6 +7,7 @@
 #include "cli/commands.h"
 #include "cli/stop_signal.h"
 #include "cli/url.h"
+#include "platform/process/process.h"
 
 namespace {
 
@@ -75,6 +76,8 @@ int main(int argc, char** argv) {
         return app.exit(problem) == 0 ? 0 : kWrongUse;
     }
     watchStopSignals();
+    // The filters are given the command's log; what they write before that is no line for a reader of reports.
+    mcgate::process::setDebugHook([](void*, const char*) {}, nullptr);
     try {
         if (app.got_subcommand("send")) return runSend(send);
         if (app.got_subcommand("receive")) return runReceive(receive);

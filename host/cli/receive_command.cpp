@@ -65,7 +65,7 @@ private:
     void build() {
         if (url_.local.empty()) {
             url_.local = routedInterface(url_.group);
-            std::fprintf(stderr, "receiving %s on the interface of %s\n", url_.group.c_str(), url_.local.c_str());
+            report_.tellInterface(url_.group, url_.local);
         }
         receiver_ = host::create<IBaseFilter>(CLSID_CNetworkReceiverFilter);
         config_ = receiver_.query<ISourceConfig>();

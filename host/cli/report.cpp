@@ -28,6 +28,16 @@ void Report::write(const ReportValues& values, bool final) {
     while (next_ <= now) next_ += std::chrono::seconds(1);
 }
 
+void Report::tellInterface(const std::string& address, const std::string& local) const {
+    if (form_ == ReportForm::Json) {
+        const nlohmann::ordered_json line{{"event", "interface"}, {"address", address}, {"local", local}};
+        std::fprintf(stderr, "%s\n", line.dump().c_str());
+    }
+    if (form_ == ReportForm::Text) {
+        std::fprintf(stderr, "%s: %s goes by the interface of %s\n", name_.c_str(), address.c_str(), local.c_str());
+    }
+}
+
 void Report::writeJson(const ReportValues& values, double seconds, double bitRate, bool final) const {
     nlohmann::ordered_json line{{"time_s", seconds},
                                 {"datagrams", values.datagrams},

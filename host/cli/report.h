@@ -35,6 +35,8 @@ public:
     /// True once a second: it is time for the next line.
     bool due() const { return std::chrono::steady_clock::now() >= next_; }
     void write(const ReportValues& values, bool final);
+    /// Which interface the system chose for an address that was given without `local`.
+    void tellInterface(const std::string& address, const std::string& local) const;
 
 private:
     using Clock = std::chrono::steady_clock;

@@ -29,21 +29,6 @@ void demand(HRESULT status, const std::string& what) {
     if (FAILED(status)) throw std::runtime_error(what + ": " + GetStatusText(status));
 }
 
-void addDestinations(ISenderConfig& config, const SendOptions& options) {
-    for (const auto& text : options.destinations) {
-        SendUrl url = parseSendUrl(text);
-        if (url.local.empty() && isGroup(url.remote)) {
-            url.local = routedInterface(url.remote);
-            std::fprintf(stderr, "sending to %s on the interface of %s\n", url.remote.c_str(), url.local.c_str());
-        }
-        if (url.local.empty()) url.local = url.remote.find(':') != std::string::npos ? "::" : "0.0.0.0";
-        std::int32_t index = -1;
-        demand(config.AddDestination(platform::toWide(url.remote).c_str(), url.port,
-                                     platform::toWide(url.local).c_str(), &index),
-               "can't send to " + text);
-    }
-}
-
 /// One run of the sending graph.
 class Sending {
 public:
@@ -84,7 +69,7 @@ private:
         senderMade_ = std::chrono::steady_clock::now();
         config_ = sender_.query<ISenderConfig>();
         config_->SetLogPerf(&log_);
-        addDestinations(*config_, options_);
+        addDestinations();
         config_->SetTimeOffset(options_.offsetMs);
         config_->EnablePacing(options_.noPacing ? 0 : 1);
         crossing_ = sender_.query<IDelayCrossingPointFilter>();
@@ -103,6 +88,20 @@ private:
         }
         if (!error.empty()) std::fprintf(stderr, "mcgate: %s\n", error.c_str());
         return error.empty() ? 0 : 1;
+    }
+    void addDestinations() {
+        for (const auto& text : options_.destinations) {
+            SendUrl url = parseSendUrl(text);
+            if (url.local.empty() && isGroup(url.remote)) {
+                url.local = routedInterface(url.remote);
+                report_.tellInterface(url.remote, url.local);
+            }
+            if (url.local.empty()) url.local = url.remote.find(':') != std::string::npos ? "::" : "0.0.0.0";
+            std::int32_t index = -1;
+            demand(config_->AddDestination(platform::toWide(url.remote).c_str(), url.port,
+                                           platform::toWide(url.local).c_str(), &index),
+                   "can't send to " + text);
+        }
     }
     // The sender's clock estimate begins at its creation, before it has the graph's clock. A first look at that clock a
     // second or more later is taken over whole; an earlier one in part only, and the rest would pass for time elapsed

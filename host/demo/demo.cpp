@@ -27,7 +27,7 @@ public:
     void take(const std::string& line) {
         const json report = json::parse(line, nullptr, false);
         const std::lock_guard hold(lock_);
-        if (report.is_discarded() || !report.is_object()) {
+        if (!report.is_object() || report.contains("event")) {
             std::printf("%-8s %s\n", name_.c_str(), line.c_str());
             return;
         }
