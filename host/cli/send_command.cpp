@@ -48,7 +48,12 @@ public:
     Sending& operator=(const Sending&) = delete;
 
     int run() {
-        build();
+        try {
+            build();
+        } catch (const StoppedEarly&) {
+            report_.write(values(), true);
+            return 0;
+        }
         letClockSettle();
         if (FAILED(graph_->run())) throw std::runtime_error("can't start: " + log_.lastError());
         while (!stopRequested() && !ended()) {
@@ -115,7 +120,7 @@ private:
         return event && (event->code == EC_COMPLETE || event->code == EC_ERRORABORT);
     }
     ReportValues values() {
-        const std::uint64_t delivered = source_->figures().samples;  // first: a sample enters before it is delivered
+        const std::uint64_t delivered = source_ ? source_->figures().samples : 0;  // first: a sample enters before that
         const auto counts = counter_.counts();
         ReportValues result;
         result.datagrams = counts.datagrams;

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <new>
 #include <stdexcept>
+
+#include "foundation/status.h"
 
 namespace mcgate::host {
 
@@ -47,8 +50,10 @@ public:
         return allocator->SetProperties(request, &actual);
     }
     HRESULT Active() override {
-        const HRESULT status = CBaseOutputPin::Active();
-        if (SUCCEEDED(status)) source_.startStreaming();
+        HRESULT status = CBaseOutputPin::Active();
+        if (FAILED(status)) return status;
+        status = source_.startStreaming();
+        if (FAILED(status)) CBaseOutputPin::Inactive();
         return status;
     }
     HRESULT Inactive() override {
@@ -85,24 +90,30 @@ SourceFigures TsFileSource::figures() {
 void TsFileSource::probe() {
     TsPacket packet;
     while (stamper_.bitRate() == 0) {
-        if (options_.stopRequested())
-            throw std::runtime_error("stopped before " + options_.path + " gave its first packets");
+        if (options_.stopRequested()) throw StoppedEarly("stopped before " + options_.path + " gave its first packets");
         const auto result = reader_.next(packet);
         if (result == PacketReader::Result::End || reader_.bytesRead() > kProbeBytes) {
             throw std::runtime_error(options_.path + " carries no two program clock references within its first " +
                                      std::to_string(reader_.bytesRead()) + " bytes, so its pace is unknown");
         }
-        if (result == PacketReader::Result::Packet) stamper_.add(packet.data(), fresh_);
+        if (result != PacketReader::Result::Packet) continue;
+        passIsEmpty_ = false;
+        stamper_.add(packet.data(), fresh_);
     }
     ready_.insert(ready_.end(), fresh_.begin(), fresh_.end());
     bitRate_ = stamper_.bitRate();
 }
 
-void TsFileSource::startStreaming() {
+HRESULT TsFileSource::startStreaming() {
     streamClock_ = referenceClock();
     stopEvent_.reset();
     first_ = true;
-    thread_ = std::make_unique<Thread>([this] { stream(); }, quorvel::system::thread::v1::kStartRunning);
+    try {
+        thread_ = std::make_unique<Thread>([this] { stream(); }, quorvel::system::thread::v1::kStartRunning);
+        return S_OK;
+    } catch (...) {
+        return foundation::statusOfCurrentException();
+    }
 }
 
 void TsFileSource::stopStreaming() {
@@ -114,52 +125,78 @@ void TsFileSource::stopStreaming() {
 
 void TsFileSource::stream() {
     try {
-        while (!platform::wait(stopEvent_, 0) && refill()) {
-            while (ready_.size() > kPacketsPerSample || (ended_ && !ready_.empty())) {
-                if (!deliverNext()) return;
-            }
-            if (!ended_) continue;
-            std::vector<StampedPacket> padding(kPacketsPerSample);
-            for (auto& packet : padding) packet = {nullPacket(), lastTime_, false};
-            if (!deliver(padding.data(), padding.size(), true)) return;
-            waitUntilAllBack();
-            break;
-        }
-    } catch (const std::exception& failure) {
-        const std::lock_guard hold(figuresLock_);
-        figures_.error = failure.what();
+        if (deliverAll()) pin_->DeliverEndOfStream();
+    } catch (...) {
+        keepFailure();
+        NotifyEvent(EC_ERRORABORT, E_FAIL, 0);
     }
-    if (!platform::wait(stopEvent_, 0)) pin_->DeliverEndOfStream();
+}
+
+// False when the stream was stopped.
+bool TsFileSource::deliverAll() {
+    do {
+        if (!refill()) return false;
+        while (ready_.size() > kPacketsPerSample || (ended_ && !ready_.empty())) {
+            if (!deliverNext()) return false;
+        }
+    } while (!ended_);
+    std::vector<StampedPacket> padding(kPacketsPerSample);
+    for (auto& packet : padding) packet = {nullPacket(), lastTime_, false};
+    return deliver(padding.data(), padding.size(), true) && waitUntilAllBack();
 }
 
 // False when the stream was stopped while it waited for input.
 bool TsFileSource::refill() {
-    TsPacket packet;
     fresh_.clear();
     while (fresh_.empty() && !ended_) {
-        switch (reader_.next(packet)) {
-            case PacketReader::Result::Packet:
-                stamper_.add(packet.data(), fresh_);
-                break;
-            case PacketReader::Result::End:
-                ended_ = onEnd();
-                break;
-            case PacketReader::Result::Nothing:
-                if (platform::wait(stopEvent_, 0)) return false;
-                break;
+        if (platform::wait(stopEvent_, 0)) return false;
+        try {
+            readPacket();
+        } catch (...) {  // what was read before is good and goes on its way
+            keepFailure();
+            stamper_.finish(fresh_);
+            ended_ = true;
         }
     }
     ready_.insert(ready_.end(), fresh_.begin(), fresh_.end());
     return true;
 }
 
+void TsFileSource::readPacket() {
+    TsPacket packet;
+    const auto result = reader_.next(packet);
+    if (result == PacketReader::Result::Packet) {
+        passIsEmpty_ = false;
+        stamper_.add(packet.data(), fresh_);
+    }
+    if (result == PacketReader::Result::End) ended_ = onEnd();
+}
+
+// A file that was emptied meanwhile has no next pass.
 bool TsFileSource::onEnd() {
-    if (options_.loop && reader_.rewind()) {
+    if (options_.loop && !passIsEmpty_ && reader_.rewind()) {
+        passIsEmpty_ = true;
         stamper_.restart(fresh_);
         return false;
     }
     stamper_.finish(fresh_);
     return true;
+}
+
+// False for a failure that a stop brings about: of this filter, or of the one downstream, which is stopped first.
+bool TsFileSource::check(HRESULT status, const char* step) {
+    if (SUCCEEDED(status)) return true;
+    if (platform::wait(stopEvent_, 0) || status == VFW_E_WRONG_STATE || status == VFW_E_NOT_COMMITTED) return false;
+    throw std::runtime_error(std::string("can't ") + step + ": " + GetStatusText(status));
+}
+
+void TsFileSource::keepFailure() noexcept {
+    try {
+        std::string text = foundation::textOfCurrentException();
+        const std::lock_guard hold(figuresLock_);
+        if (figures_.error.empty()) figures_.error = std::move(text);
+    } catch (const std::bad_alloc&) {  // the event still ends the run
+    }
 }
 
 bool TsFileSource::deliverNext() {
@@ -181,12 +218,13 @@ bool TsFileSource::deliver(const StampedPacket* packets, std::size_t count, bool
     if (flushes ? !waitUntilAllBack() : !waitForPace(packets[0].time)) return false;
     ComPtr<IMediaSample> sample;
     ComPtr<IMediaSample> spare;
-    if (FAILED(pin_->GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0))) return false;
-    if (FAILED(pin_->GetDeliveryBuffer(spare.put(), nullptr, nullptr, 0))) return false;
+    constexpr const char* kBuffer = "get a buffer for a sample";
+    if (!check(pin_->GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0), kBuffer)) return false;
+    if (!check(pin_->GetDeliveryBuffer(spare.put(), nullptr, nullptr, 0), kBuffer)) return false;
     spare.reset();  // the sender finds this one free
-    if (!fill(*sample, packets, count) || FAILED(sample->SetDiscontinuity(discontinuity ? 1 : 0))) return false;
+    if (!check(fill(*sample, packets, count, discontinuity), "fill a sample")) return false;
     options_.beforeSample(nextId_++, count * kPacketSize);
-    if (FAILED(pin_->Deliver(sample.get()))) return false;
+    if (!check(pin_->Deliver(sample.get()), "deliver a sample")) return false;
     sample.reset();
     if (flushes && !letFlushEnd(packets[0].time)) return false;
     const std::lock_guard hold(figuresLock_);
@@ -195,20 +233,25 @@ bool TsFileSource::deliver(const StampedPacket* packets, std::size_t count, bool
     return true;
 }
 
-bool TsFileSource::fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count) {
+HRESULT TsFileSource::fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count, bool discontinuity) {
     std::uint8_t* data = nullptr;
-    if (FAILED(sample.GetPointer(&data))) return false;
+    HRESULT status = sample.GetPointer(&data);
+    if (SUCCEEDED(status)) status = sample.SetActualDataLength(static_cast<std::int32_t>(count * kPacketSize));
+    if (SUCCEEDED(status)) status = sample.SetTime(&packets[0].time, nullptr);
+    if (SUCCEEDED(status)) status = sample.SetDiscontinuity(discontinuity ? 1 : 0);
+    if (FAILED(status)) return status;
     for (std::size_t i = 0; i < count; ++i) std::memcpy(data + i * kPacketSize, packets[i].bytes.data(), kPacketSize);
-    const REFERENCE_TIME time = packets[0].time;
-    if (FAILED(sample.SetActualDataLength(static_cast<std::int32_t>(count * kPacketSize)))) return false;
-    if (FAILED(sample.SetTime(&time, nullptr))) return false;
+    setDataId(sample);
+    return S_OK;
+}
+
+void TsFileSource::setDataId(IMediaSample& sample) {
     void* found = nullptr;
-    if (FAILED(sample.QueryInterface(IMediaSample3::iid, &found))) return true;
+    if (FAILED(sample.QueryInterface(IMediaSample3::iid, &found))) return;
     const auto extended = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
     std::array<std::uint8_t, sizeof nextId_> id;
     std::memcpy(id.data(), &nextId_, sizeof nextId_);
     extended->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), id.data(), sizeof nextId_);
-    return true;
 }
 
 // A discontinuity makes the sender send all that is queued without pacing until its queue is empty. A source that fills
@@ -236,7 +279,7 @@ bool TsFileSource::waitUntilAllBack() {
     pin_->allocator()->GetProperties(&pool);
     std::vector<ComPtr<IMediaSample>> back(static_cast<std::size_t>(pool.cBuffers));
     return std::all_of(back.begin(), back.end(), [this](auto& one) {
-        return SUCCEEDED(pin_->GetDeliveryBuffer(one.put(), nullptr, nullptr, 0));
+        return check(pin_->GetDeliveryBuffer(one.put(), nullptr, nullptr, 0), "take the pool back");
     });
 }
 

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,12 @@ struct SourceFigures {
     std::string error;        ///< what ended the stream early, if anything did
 };
 
+/// The stop request came before the beginning of the input.
+class StoppedEarly : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
 /// Reads a transport stream and delivers it in samples of seven packets, stamped by its PCRs, each with a data id (1,
 /// 2, ...).
 ///
@@ -39,11 +46,15 @@ struct SourceFigures {
 /// more come: at the end, seven null packets push them out and stay behind themselves. A discontinuity makes the sender
 /// send all that it holds at once, so the source lets its lead leave before each and builds it anew behind it.
 ///
+/// An input that breaks off ends as one that is over does, with the reason in the figures; what downstream or the pool
+/// refuses ends with EC_ERRORABORT.
+///
 /// Threads: graph threads, and a streaming thread between Active and Inactive. Inactive stops it without any lock that
 /// it takes: the clock is fetched before it starts, and the pool is decommitted before it is joined.
 class TsFileSource final : public CBaseFilter {
 public:
-    /// Reads ahead to the second PCR. Throws std::runtime_error for an input that is no transport stream with PCRs.
+    /// Reads ahead to the second PCR. Throws std::runtime_error for an input that is no transport stream with PCRs,
+    /// StoppedEarly.
     static platform::ComPtr<TsFileSource> create(const TsFileSourceOptions& options);
 
     int GetPinCount() override { return 1; }
@@ -57,14 +68,19 @@ private:
     ~TsFileSource() override;
 
     void probe();
-    void startStreaming();
+    HRESULT startStreaming();
     void stopStreaming();
     void stream();
+    bool deliverAll();
     bool refill();
+    void readPacket();
+    bool check(HRESULT status, const char* step);
+    void keepFailure() noexcept;
     bool onEnd();
     bool deliverNext();
     bool deliver(const StampedPacket* packets, std::size_t count, bool padding);
-    bool fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count);
+    HRESULT fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count, bool discontinuity);
+    void setDataId(IMediaSample& sample);
     bool letFlushEnd(std::int64_t time);
     bool waitForPace(std::int64_t time);
     bool waitUntilAllBack();
@@ -78,6 +94,7 @@ private:
     std::deque<StampedPacket> ready_;
     std::uint32_t bitRate_ = 0;
     bool ended_ = false;
+    bool passIsEmpty_ = true;  ///< no packet yet since the input's beginning
     bool first_ = true;
     std::int64_t lastTime_ = 0;
     std::int64_t clockOrigin_ = 0;

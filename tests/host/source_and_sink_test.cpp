@@ -71,6 +71,58 @@ TEST(TsFileSource, SamplesAreStampedNumberedAndAtMostASecondAhead) {
     graph->tearDown();
 }
 
+/// A source that sends as fast as it can to a collector.
+struct Collecting {
+    Collecting(const std::string& path, bool loop) : source(TsFileSource::create({path, false, loop})) {
+        EXPECT_EQ(graph->addFilter(source.get(), "source"), S_OK);
+        EXPECT_EQ(graph->addFilter(collector.get(), "collector"), S_OK);
+        EXPECT_EQ(graph->connect(source->GetPin(0), collector->input()), S_OK);
+    }
+    ~Collecting() { graph->tearDown(); }
+
+    const mcgate::platform::ComPtr<FilterGraph> graph = FilterGraph::create();
+    const mcgate::platform::ComPtr<TsFileSource> source;
+    const mcgate::platform::ComPtr<test::CollectingFilter> collector{new test::CollectingFilter};
+};
+
+TEST(TsFileSource, AnInputThatBreaksOffArrivesUpToThereAndTellsWhy) {
+    const auto good = generated(1.0);
+    auto content = good;
+    for (int i = 0; i < 100; ++i) {
+        content.insert(content.end(), 4, 0x11);
+        content.insert(content.end(), good.begin() + i * 188, good.begin() + (i + 1) * 188);
+    }
+    const test::TemporaryFile in(content);
+    Collecting run(in.path(), false);
+    ASSERT_EQ(run.graph->run(), S_OK);
+    ASSERT_TRUE(run.collector->waitForEnds(1));
+    auto came = run.collector->bytes();
+    EXPECT_EQ(came.size(), good.size() + 7 * kPacketSize) << "padding pushes the last bytes out";
+    came.resize(good.size());
+    EXPECT_EQ(came, good);
+    EXPECT_NE(run.source->figures().error.find("packets of 192 bytes"), std::string::npos);
+}
+
+TEST(TsFileSource, ARefusedSampleEndsTheRunWithAReason) {
+    const test::TemporaryFile in(generated(1.0));
+    Collecting run(in.path(), false);
+    run.collector->failWith(E_OUTOFMEMORY);
+    ASSERT_EQ(run.graph->run(), S_OK);
+    const auto event = run.graph->nextEvent(test::kDeadline);
+    ASSERT_TRUE(event);
+    EXPECT_EQ(event->code, EC_ERRORABORT);
+    EXPECT_NE(run.source->figures().error.find("Out of memory"), std::string::npos) << run.source->figures().error;
+}
+
+TEST(TsFileSource, ALoopEndsWhenItsFileWasEmptied) {
+    const test::TemporaryFile in(generated(0.5));
+    Collecting run(in.path(), true);
+    ASSERT_EQ(run.graph->run(), S_OK);
+    ASSERT_TRUE(run.collector->waitForSamples(1000)) << "more than one pass";
+    std::ofstream(in.path(), std::ios::trunc).close();
+    EXPECT_TRUE(run.collector->waitForEnds(1));
+}
+
 TEST(TsFileSource, InputsWithoutAPaceAreRefused) {
     std::vector<std::uint8_t> nothing;
     for (int i = 0; i < 1000; ++i) {

@@ -42,7 +42,7 @@ exec 5<>stalled
 stopped_into_stall() { # status, part, command: its standard output is a pipe that nobody empties
     expect "$1" "$2" bash -c 'exec timeout --preserve-status --signal=TERM --kill-after=5 2 "$@" >&5' bash "${@:3}"
 }
-expect_stopped 1 "stopped" "$mcgate" send nobody --to udp://127.0.0.1:45300
+expect_stopped 0 '"final":true' "$mcgate" send nobody --report json --to udp://127.0.0.1:45300
 expect_stopped 0 "no data" "$mcgate" receive udp://@127.0.0.1:45300 --out nobody
 stopped_into_stall 1 "stopped by a signal" "$mcgate" generate --rate 5000000 --duration 2 --out -
 (sleep 0.3; exec "$mcgate" send in.ts --to udp://127.0.0.1:45300 --no-pacing --report none) &
