@@ -53,7 +53,7 @@ HRESULT CMemAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PR
     const std::int64_t rounded = (stride + request->cbAlign - 1) / request->cbAlign * request->cbAlign;
     if (rounded > std::numeric_limits<std::int32_t>::max()) return E_OUTOFMEMORY;
 
-    const std::lock_guard hold(takeLock_);
+    const std::lock_guard<std::mutex> hold(takeLock_);
     if (committed_) return VFW_E_ALREADY_COMMITTED;
     if (!allBack()) return VFW_E_BUFFERS_OUTSTANDING;
     properties_ = *request;
@@ -64,20 +64,20 @@ HRESULT CMemAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PR
 
 HRESULT CMemAllocator::GetProperties(ALLOCATOR_PROPERTIES* properties) {
     if (properties == nullptr) return E_POINTER;
-    const std::lock_guard hold(takeLock_);
+    const std::lock_guard<std::mutex> hold(takeLock_);
     *properties = properties_;
     return S_OK;
 }
 
 HRESULT CMemAllocator::Commit() try {
-    const std::lock_guard hold(takeLock_);
+    const std::lock_guard<std::mutex> hold(takeLock_);
     if (committed_) return S_OK;
     if (!decommitPending_) {
         const HRESULT status = allocate();
         if (FAILED(status)) return status;
         AddRef();
     }
-    const std::lock_guard holdReturn(returnLock_);
+    const std::lock_guard<std::mutex> holdReturn(returnLock_);
     decommitPending_ = false;
     committed_ = true;
     return S_OK;
@@ -112,11 +112,11 @@ void CMemAllocator::releaseMemory() noexcept {
 
 HRESULT CMemAllocator::Decommit() {
     {
-        const std::lock_guard hold(takeLock_);
+        const std::lock_guard<std::mutex> hold(takeLock_);
         if (!committed_) return S_OK;
         committed_ = false;
         {
-            const std::lock_guard holdReturn(returnLock_);
+            const std::lock_guard<std::mutex> holdReturn(returnLock_);
             ++decommits_;
             decommitPending_ = true;  // seen by whoever returns a sample from now on
             returnedOne_.notify_all();
@@ -135,12 +135,16 @@ HRESULT CMemAllocator::GetBuffer(IMediaSample** sample, REFERENCE_TIME*, REFEREN
     CMediaSample* taken = nullptr;
     while (committed_ && decommits_ == decommits && (taken = takeFree()) == nullptr) {
         if ((flags & AM_GBF_NOWAIT) != 0) return VFW_E_TIMEOUT;
-        const std::uint32_t takeovers = takeovers_;
+        const std::uint32_t offers = offers_;
+        ++sleepers_;
         hold.unlock();
-        waitForReturn(decommits, takeovers, flags);
+        waitForReturn(decommits, offers, flags);
         hold.lock();
+        --sleepers_;
     }
     if (taken == nullptr) return VFW_E_NOT_COMMITTED;
+    const auto self = std::this_thread::get_id();
+    if (lastTaker_.load(std::memory_order_relaxed) != self) lastTaker_.store(self, std::memory_order_relaxed);
     hold.unlock();
     taken->references_.store(1, std::memory_order_relaxed);
     *sample = taken;
@@ -155,20 +159,23 @@ CMediaSample* CMemAllocator::takeFree() noexcept {
     return std::exchange(free_, free_->next_);
 }
 
-// With takeLock_ held. The returned list is counted here, by the taker, and not by those who return.
+// With takeLock_ held. No sample is touched: they may still lie in the other processor's cache.
 void CMemAllocator::takeOverReturned() noexcept {
-    const std::lock_guard hold(returnLock_);
-    CMediaSample* last = nullptr;
-    for (CMediaSample* one = returned_; one != nullptr; one = one->next_) {
-        last = one;
-        ++freeCount_;
-    }
-    if (last == nullptr) return;
-    last->next_ = free_;
+    const std::lock_guard<std::mutex> hold(returnLock_);
+    if (returned_ == nullptr) return;
+    firstReturned_->next_ = free_;
     free_ = std::exchange(returned_, nullptr);
+    freeCount_ += std::exchange(returnedCount_, 0);
     anyReturned_.store(false, std::memory_order_relaxed);
-    ++takeovers_;  // who waits for the returned list must look at this one
+    ++offers_;  // who waits for the returned list must look at this one
     if (waiters_ > 0) returnedOne_.notify_all();
+}
+
+// With takeLock_ held: something is free beside the returned list.
+void CMemAllocator::tellTakers() noexcept {
+    const std::lock_guard<std::mutex> hold(returnLock_);
+    ++offers_;
+    returnedOne_.notify_all();
 }
 
 // With takeLock_ held.
@@ -178,7 +185,7 @@ bool CMemAllocator::allBack() noexcept {
 }
 
 // Until a sample may be free or the pool was decommitted; without takeLock_.
-void CMemAllocator::waitForReturn(std::uint32_t decommits, std::uint32_t takeovers, std::uint32_t flags) {
+void CMemAllocator::waitForReturn(std::uint32_t decommits, std::uint32_t offers, std::uint32_t flags) {
     if ((flags & AM_GBF_SLEEP_BEFORE_WAIT) != 0) {
         std::this_thread::sleep_for(kSleepBeforeWait);
         if (anyReturned_.load(std::memory_order_acquire)) return;
@@ -186,36 +193,51 @@ void CMemAllocator::waitForReturn(std::uint32_t decommits, std::uint32_t takeove
     if (patience_.look([this] { return anyReturned_.load(std::memory_order_acquire); })) return;
     Hold hold(returnLock_);
     ++waiters_;
-    returnedOne_.wait(hold, [&] { return returned_ != nullptr || takeovers_ != takeovers || decommits_ != decommits; });
+    returnedOne_.wait(hold, [&] { return returned_ != nullptr || offers_ != offers || decommits_ != decommits; });
     --waiters_;
 }
 
 HRESULT CMemAllocator::ReleaseBuffer(IMediaSample* sample) {
     if (sample == nullptr) return E_POINTER;
-    auto* const back = static_cast<CMediaSample*>(sample);
-    bool pending = false;
-    {
-        const std::lock_guard hold(returnLock_);
-        pending = decommitPending_;
-        // Afterwards nothing but the lock's end touches a pool that another thread may be giving up; who still has to
-        // look at it holds it.
-        if (pending) AddRef();
-        back->next_ = returned_;
-        returned_ = back;
-        if (!anyReturned_.load(std::memory_order_relaxed)) anyReturned_.store(true, std::memory_order_release);
-        if (waiters_ > 0) returnedOne_.notify_one();
-    }
+    auto& back = *static_cast<CMediaSample*>(sample);
+    const bool byTaker = lastTaker_.load(std::memory_order_relaxed) == std::this_thread::get_id();
+    const bool pending = byTaker ? putBack(back) : handOver(back);
     if (!pending) return S_OK;
     releaseIfAllBack();
     Release();
     return S_OK;
 }
 
+// Both ways of returning: true when a decommit waits for the last sample; the pool is then held for the caller, who
+// still has to look at it. Otherwise nothing but the lock's end touches a pool that another thread may be giving up.
+
+bool CMemAllocator::putBack(CMediaSample& back) {
+    const std::lock_guard<std::mutex> hold(takeLock_);
+    if (decommitPending_) AddRef();
+    back.next_ = free_;
+    free_ = &back;
+    ++freeCount_;
+    if (sleepers_ > 0) tellTakers();
+    return decommitPending_;
+}
+
+bool CMemAllocator::handOver(CMediaSample& back) {
+    const std::lock_guard<std::mutex> hold(returnLock_);
+    if (decommitPending_) AddRef();
+    if (returned_ == nullptr) firstReturned_ = &back;
+    back.next_ = returned_;
+    returned_ = &back;
+    ++returnedCount_;
+    if (!anyReturned_.load(std::memory_order_relaxed)) anyReturned_.store(true, std::memory_order_release);
+    if (waiters_ > 0) returnedOne_.notify_one();
+    return decommitPending_;
+}
+
 void CMemAllocator::releaseIfAllBack() {
     {
-        const std::lock_guard hold(takeLock_);
+        const std::lock_guard<std::mutex> hold(takeLock_);
         if (!decommitPending_ || !allBack()) return;
-        const std::lock_guard holdReturn(returnLock_);
+        const std::lock_guard<std::mutex> holdReturn(returnLock_);
         decommitPending_ = false;
         releaseMemory();
     }
@@ -223,12 +245,12 @@ void CMemAllocator::releaseIfAllBack() {
 }
 
 std::int32_t CMemAllocator::freeCount() {
-    const std::lock_guard hold(takeLock_);
+    const std::lock_guard<std::mutex> hold(takeLock_);
     takeOverReturned();
     return freeCount_;
 }
 
 std::int32_t CMemAllocator::waiterCount() {
-    const std::lock_guard hold(returnLock_);
+    const std::lock_guard<std::mutex> hold(returnLock_);
     return waiters_;
 }

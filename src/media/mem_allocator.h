@@ -4,9 +4,11 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <thread>
 
 #include "media/host/base_object.h"
 #include "media/host/interfaces.h"
+#include "platform/adaptive_mutex.h"
 #include "platform/waitable.h"
 
 class CMediaSample;
@@ -49,10 +51,13 @@ private:
     CMediaSample* takeFree() noexcept;
     void takeOverReturned() noexcept;
     bool allBack() noexcept;
-    void waitForReturn(std::uint32_t decommits, std::uint32_t takeovers, std::uint32_t flags);
+    void waitForReturn(std::uint32_t decommits, std::uint32_t offers, std::uint32_t flags);
     void releaseIfAllBack();
+    void tellTakers() noexcept;
+    bool putBack(CMediaSample& back);
+    bool handOver(CMediaSample& back);
 
-    std::mutex takeLock_;  // over what follows; with returnLock_ held, too, where it says so
+    mcgate::platform::AdaptiveMutex takeLock_;  // over what follows; with returnLock_ held, too, where it says so
     ALLOCATOR_PROPERTIES properties_;
     CMediaSample* free_ = nullptr;  ///< linked through the samples, last returned first
     std::int32_t freeCount_ = 0;
@@ -61,13 +66,20 @@ private:
     bool committed_ = false;
     bool decommitPending_ = false;  ///< written with both locks
     std::uint32_t decommits_ = 0;   ///< written with both locks
-    std::uint32_t takeovers_ = 0;   ///< of the returned list; written with both locks
+    std::uint32_t offers_ = 0;      ///< raised when samples turn up in free_; written with both locks
+    std::int32_t sleepers_ = 0;     ///< takers that found nothing and wait, or are about to
     std::unique_ptr<Block> block_;  ///< memory and samples; there while committed or with samples out
 
-    alignas(mcgate::platform::kCacheLine) std::mutex returnLock_;  // over what follows
+    alignas(mcgate::platform::kCacheLine) mcgate::platform::AdaptiveMutex returnLock_;  // over what follows
     std::condition_variable returnedOne_;
     CMediaSample* returned_ = nullptr;
+    CMediaSample* firstReturned_ = nullptr;  ///< the end of that list
+    std::int32_t returnedCount_ = 0;
     std::int32_t waiters_ = 0;
     std::atomic<bool> anyReturned_{false};  ///< a look at returned_ without the lock
     mcgate::platform::Patience patience_;
+
+    /// A taker that returns a sample, as a probe does, puts it back where it takes from. On a line of its own: read by
+    /// all, written seldom.
+    alignas(mcgate::platform::kCacheLine) std::atomic<std::thread::id> lastTaker_{};
 };

@@ -103,8 +103,11 @@ void NetSender::drainLoop() {
 }
 
 void NetSender::drainQuietly() noexcept {
+    // Whoever holds the lock sends what is queued, or takes the destinations away: no use in waiting for it.
+    const std::unique_lock hold(lock_, std::try_to_lock);
+    if (!hold.owns_lock()) return;
     try {
-        drain();
+        drainQueue();
         lastFailure_.clear();
     } catch (...) {
         tellDrainFailure();

@@ -6,4 +6,7 @@ status=$?
 [ "$status" -eq 77 ] && exit 77
 echo "$said"
 [ "$status" -eq 1 ] || { echo "FAILED: status $status"; exit 1; }
-[ "$(grep '^FAILED' <<<"$said")" = "FAILED: group: 1 unexplained losses" ] || { echo "FAILED: not the one loss"; exit 1; }
+if [ "$(grep '^FAILED' <<<"$said")" != "FAILED: group: 1 unexplained losses" ]; then
+    echo "FAILED: not exactly the one loss was told"
+    exit 1
+fi
