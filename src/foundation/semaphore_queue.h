@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "foundation/growing_ring.h"
-#include "platform/adaptive_mutex.h"
+#include "platform/leaf_lock.h"
 #include "platform/waitable.h"
 
 namespace mcgate::foundation {
@@ -23,7 +23,7 @@ class SemaphoreQueue {
 public:
     /// Appends. Throws std::bad_alloc with the queue as it was; `item` is then untouched.
     void push(Item&& item) {
-        const std::lock_guard<std::mutex> hold(putLock_);
+        const std::lock_guard hold(putLock_);
         if (put_.size() >= static_cast<std::size_t>(platform::Semaphore::kMaximum)) throw std::bad_alloc();
         put_.push(std::move(item));
         available_.release();  // under the lock, so that counts and entries go over to the takers together
@@ -54,9 +54,9 @@ public:
 private:
     // False when another taker was faster. What `out` held before goes after the lock is released.
     bool takeHead(Item& out) {
-        std::unique_lock<std::mutex> hold(takeLock_);
+        std::unique_lock hold(takeLock_);
         if (take_.empty()) {
-            const std::lock_guard<std::mutex> holdPut(putLock_);
+            const std::lock_guard holdPut(putLock_);
             take_.swap(put_);
             available_.takeAll();
         }
@@ -79,12 +79,12 @@ private:
         }
     }
 
-    platform::AdaptiveMutex takeLock_;
+    platform::LeafLock takeLock_;
     GrowingRing<Item> take_;
     std::atomic<std::size_t> taken_{0};  ///< entries of take_, for a look without the lock
     platform::Patience patience_;
 
-    alignas(platform::kCacheLine) platform::AdaptiveMutex putLock_;
+    alignas(platform::kCacheLine) platform::LeafLock putLock_;
     GrowingRing<Item> put_;
     platform::Semaphore available_;  ///< as many counts as entries in put_
 };

@@ -53,7 +53,7 @@ HRESULT CMemAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PR
     const std::int64_t rounded = (stride + request->cbAlign - 1) / request->cbAlign * request->cbAlign;
     if (rounded > std::numeric_limits<std::int32_t>::max()) return E_OUTOFMEMORY;
 
-    const std::lock_guard<std::mutex> hold(takeLock_);
+    const std::lock_guard hold(takeLock_);
     if (committed_) return VFW_E_ALREADY_COMMITTED;
     if (!allBack()) return VFW_E_BUFFERS_OUTSTANDING;
     properties_ = *request;
@@ -64,20 +64,20 @@ HRESULT CMemAllocator::SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PR
 
 HRESULT CMemAllocator::GetProperties(ALLOCATOR_PROPERTIES* properties) {
     if (properties == nullptr) return E_POINTER;
-    const std::lock_guard<std::mutex> hold(takeLock_);
+    const std::lock_guard hold(takeLock_);
     *properties = properties_;
     return S_OK;
 }
 
 HRESULT CMemAllocator::Commit() try {
-    const std::lock_guard<std::mutex> hold(takeLock_);
+    const std::lock_guard hold(takeLock_);
     if (committed_) return S_OK;
     if (!decommitPending_) {
         const HRESULT status = allocate();
         if (FAILED(status)) return status;
         AddRef();
     }
-    const std::lock_guard<std::mutex> holdReturn(returnLock_);
+    const std::lock_guard holdReturn(returnLock_);
     decommitPending_ = false;
     committed_ = true;
     return S_OK;
@@ -112,11 +112,11 @@ void CMemAllocator::releaseMemory() noexcept {
 
 HRESULT CMemAllocator::Decommit() {
     {
-        const std::lock_guard<std::mutex> hold(takeLock_);
+        const std::lock_guard hold(takeLock_);
         if (!committed_) return S_OK;
         committed_ = false;
         {
-            const std::lock_guard<std::mutex> holdReturn(returnLock_);
+            const std::lock_guard holdReturn(returnLock_);
             ++decommits_;
             decommitPending_ = true;  // seen by whoever returns a sample from now on
             returnedOne_.notify_all();
@@ -161,7 +161,7 @@ CMediaSample* CMemAllocator::takeFree() noexcept {
 
 // With takeLock_ held. No sample is touched: they may still lie in the other processor's cache.
 void CMemAllocator::takeOverReturned() noexcept {
-    const std::lock_guard<std::mutex> hold(returnLock_);
+    const std::lock_guard hold(returnLock_);
     if (returned_ == nullptr) return;
     firstReturned_->next_ = free_;
     free_ = std::exchange(returned_, nullptr);
@@ -173,7 +173,7 @@ void CMemAllocator::takeOverReturned() noexcept {
 
 // With takeLock_ held: something is free beside the returned list.
 void CMemAllocator::tellTakers() noexcept {
-    const std::lock_guard<std::mutex> hold(returnLock_);
+    const std::lock_guard hold(returnLock_);
     ++offers_;
     returnedOne_.notify_all();
 }
@@ -212,7 +212,7 @@ HRESULT CMemAllocator::ReleaseBuffer(IMediaSample* sample) {
 // still has to look at it. Otherwise nothing but the lock's end touches a pool that another thread may be giving up.
 
 bool CMemAllocator::putBack(CMediaSample& back) {
-    const std::lock_guard<std::mutex> hold(takeLock_);
+    const std::lock_guard hold(takeLock_);
     if (decommitPending_) AddRef();
     back.next_ = free_;
     free_ = &back;
@@ -222,7 +222,7 @@ bool CMemAllocator::putBack(CMediaSample& back) {
 }
 
 bool CMemAllocator::handOver(CMediaSample& back) {
-    const std::lock_guard<std::mutex> hold(returnLock_);
+    const std::lock_guard hold(returnLock_);
     if (decommitPending_) AddRef();
     if (returned_ == nullptr) firstReturned_ = &back;
     back.next_ = returned_;
@@ -235,9 +235,9 @@ bool CMemAllocator::handOver(CMediaSample& back) {
 
 void CMemAllocator::releaseIfAllBack() {
     {
-        const std::lock_guard<std::mutex> hold(takeLock_);
+        const std::lock_guard hold(takeLock_);
         if (!decommitPending_ || !allBack()) return;
-        const std::lock_guard<std::mutex> holdReturn(returnLock_);
+        const std::lock_guard holdReturn(returnLock_);
         decommitPending_ = false;
         releaseMemory();
     }
@@ -245,12 +245,12 @@ void CMemAllocator::releaseIfAllBack() {
 }
 
 std::int32_t CMemAllocator::freeCount() {
-    const std::lock_guard<std::mutex> hold(takeLock_);
+    const std::lock_guard hold(takeLock_);
     takeOverReturned();
     return freeCount_;
 }
 
 std::int32_t CMemAllocator::waiterCount() {
-    const std::lock_guard<std::mutex> hold(returnLock_);
+    const std::lock_guard hold(returnLock_);
     return waiters_;
 }

@@ -8,7 +8,7 @@
 
 #include "media/host/base_object.h"
 #include "media/host/interfaces.h"
-#include "platform/adaptive_mutex.h"
+#include "platform/leaf_lock.h"
 #include "platform/waitable.h"
 
 class CMediaSample;
@@ -44,7 +44,7 @@ public:
 
 private:
     struct Block;
-    using Hold = std::unique_lock<std::mutex>;
+    using Hold = std::unique_lock<mcgate::platform::LeafLock>;
 
     HRESULT allocate();
     void releaseMemory() noexcept;
@@ -57,7 +57,7 @@ private:
     bool putBack(CMediaSample& back);
     bool handOver(CMediaSample& back);
 
-    mcgate::platform::AdaptiveMutex takeLock_;  // over what follows; with returnLock_ held, too, where it says so
+    mcgate::platform::LeafLock takeLock_;  // over what follows; with returnLock_ held, too, where it says so
     ALLOCATOR_PROPERTIES properties_;
     CMediaSample* free_ = nullptr;  ///< linked through the samples, last returned first
     std::int32_t freeCount_ = 0;
@@ -70,8 +70,8 @@ private:
     std::int32_t sleepers_ = 0;     ///< takers that found nothing and wait, or are about to
     std::unique_ptr<Block> block_;  ///< memory and samples; there while committed or with samples out
 
-    alignas(mcgate::platform::kCacheLine) mcgate::platform::AdaptiveMutex returnLock_;  // over what follows
-    std::condition_variable returnedOne_;
+    alignas(mcgate::platform::kCacheLine) mcgate::platform::LeafLock returnLock_;  // over what follows
+    std::condition_variable_any returnedOne_;
     CMediaSample* returned_ = nullptr;
     CMediaSample* firstReturned_ = nullptr;  ///< the end of that list
     std::int32_t returnedCount_ = 0;

@@ -1,7 +1,10 @@
 #pragma once
 // The re-entrant lock of filters, sockets and queues.
 
-#include <mutex>
+#include <atomic>
+#include <cstdint>
+
+#include "platform/leaf_lock.h"
 
 namespace mcgate::platform {
 
@@ -9,12 +12,40 @@ namespace mcgate::platform {
 /// hold it by scope.
 class CriticalSection {
 public:
-    void lock() { mutex_.lock(); }
-    bool try_lock() { return mutex_.try_lock(); }
-    void unlock() { mutex_.unlock(); }
+    void lock() noexcept {
+        const Thread self = thisThread();
+        if (owner_.load(std::memory_order_relaxed) != self) {
+            lock_.lock();
+            owner_.store(self, std::memory_order_relaxed);
+        }
+        ++depth_;
+    }
+    bool try_lock() noexcept {
+        const Thread self = thisThread();
+        if (owner_.load(std::memory_order_relaxed) != self) {
+            if (!lock_.try_lock()) return false;
+            owner_.store(self, std::memory_order_relaxed);
+        }
+        ++depth_;
+        return true;
+    }
+    void unlock() noexcept {
+        if (--depth_ > 0) return;
+        owner_.store(0, std::memory_order_relaxed);
+        lock_.unlock();
+    }
 
 private:
-    std::recursive_mutex mutex_;
+    using Thread = std::uintptr_t;
+    /// The address of something of its own names a thread.
+    static Thread thisThread() noexcept {
+        static thread_local char mark;
+        return reinterpret_cast<Thread>(&mark);
+    }
+
+    LeafLock lock_;
+    std::atomic<Thread> owner_{0};  ///< only its own value means anything to a thread
+    std::uint32_t depth_ = 0;       ///< of the owner alone
 };
 
 }  // namespace mcgate::platform

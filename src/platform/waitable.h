@@ -12,6 +12,8 @@
 #include <initializer_list>
 #include <mutex>
 
+#include "platform/leaf_lock.h"
+
 namespace mcgate::platform {
 
 /// Time-out of a wait that never ends, in milliseconds.
@@ -43,7 +45,7 @@ public:
                 misses_.store(0, std::memory_order_relaxed);
                 return true;
             }
-            relax();
+            relaxProcessor();
         }
         return false;
     }
@@ -55,8 +57,6 @@ private:
 
     /// Counts a miss in advance; a look that finds something takes it back.
     bool isDue() noexcept;
-    /// Tells the processor that this is a loop of looks.
-    static void relax() noexcept;
 
     std::atomic<std::uint32_t> misses_{0};
 };

@@ -56,7 +56,7 @@ int main(int argc, char** argv) {
     } catch (const CLI::ParseError& problem) {
         return app.exit(problem) == 0 ? 0 : kWrongUse;
     }
-    mcgate::host::blockStopSignals();
+    mcgate::host::watchStopSignals();
     soak::SoakOptions options;
     options.length = std::chrono::milliseconds(static_cast<std::int64_t>(minutes * 60'000));
     if (checkItself) options = selfTest();

@@ -91,14 +91,6 @@ bool Patience::isDue() noexcept {
     return !alone && (misses < kTrials || misses % kEvery == 0);
 }
 
-void Patience::relax() noexcept {
-#if defined(__x86_64__) || defined(__i386__)
-    __builtin_ia32_pause();
-#elif defined(__aarch64__)
-    asm volatile("yield");
-#endif
-}
-
 /// One wait for the first of several objects.
 class Wait {
 public:
