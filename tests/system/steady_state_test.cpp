@@ -1,0 +1,141 @@
+// At steady state neither road allocates: every allocation of this program is counted.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <new>
+
+#include "receiving_graph.h"
+#include "sending_graph.h"
+#include "support/plain_sockets.h"
+
+namespace {
+
+std::atomic<std::uint64_t> allocations{0};
+
+void* count(std::size_t size, std::size_t alignment) {
+    ++allocations;
+    void* memory = alignment > alignof(std::max_align_t)
+                       ? std::aligned_alloc(alignment, (size + alignment - 1) / alignment * alignment)
+                       : std::malloc(size);
+    if (memory == nullptr) throw std::bad_alloc();
+    return memory;
+}
+
+}  // namespace
+
+void* operator new(std::size_t size) { return count(size, 0); }
+void* operator new(std::size_t size, std::align_val_t alignment) {
+    return count(size, static_cast<std::size_t>(alignment));
+}
+void operator delete(void* memory) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
+void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+
+namespace {
+
+using namespace test;
+
+constexpr std::uint16_t kPort = 45600;
+constexpr std::int32_t kPool = 64;
+
+/// Takes samples on the receiver's thread or on the queue's, and keeps nothing.
+class CountingFilter final : public CBaseFilter {
+public:
+    explicit CountingFilter(bool canBlock)
+        : CBaseFilter("Counter", nullptr, &filterLock_, GUID_NULL), canBlock_(canBlock), pin_(*this) {}
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
+    bool waitFor(std::uint64_t samples) const {
+        const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+        while (count_ < samples && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+        return count_ >= samples;
+    }
+
+private:
+    class Pin final : public CBaseInputPin {
+    public:
+        explicit Pin(CountingFilter& owner) : CBaseInputPin(&owner, &owner.filterLock_, u"In"), owner_(owner) {}
+        HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
+        HRESULT ReceiveCanBlock() override { return owner_.canBlock_ ? S_OK : S_FALSE; }
+        HRESULT Receive(IMediaSample* sample) override {
+            const HRESULT status = CBaseInputPin::Receive(sample);
+            if (status == S_OK) ++owner_.count_;
+            return status;
+        }
+
+    private:
+        CountingFilter& owner_;
+    };
+
+    CCritSec filterLock_;
+    const bool canBlock_;
+    std::atomic<std::uint64_t> count_{0};
+    Pin pin_;
+};
+
+/// The whole road over the loopback interface: feeder, sender, socket, receiver, counter.
+struct SteadyState : testing::TestWithParam<bool> {
+    ComPtr<CNetworkReceiverFilter> receiver{new CNetworkReceiverFilter(nullptr)};
+    ComPtr<CountingFilter> counter{new CountingFilter(GetParam())};
+    PinConnection connection{receiver->GetPin(0), counter->GetPin(0)};
+    ComPtr<FeedingFilter> feeder{new FeedingFilter(transportType(), kPool)};
+    HRESULT status = S_OK;
+    ComPtr<CNetworkSend> sender{new CNetworkSend(nullptr, &status)};
+    PinConnection sending{feeder->output(), sender->GetPin(0)};
+    std::uint64_t sent = 0;
+
+    static CMediaType transportType() {
+        CMediaType type(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
+        const AM_MPEGSYSTEMTYPE block{0, 0};
+        type.SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
+        return type;
+    }
+    void SetUp() override {
+        std::int32_t index = -1;
+        ASSERT_EQ(receiver->SetSource(kPort, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
+        ASSERT_EQ(sender->AddDestination(u"127.0.0.1", kPort, u"127.0.0.1", &index), S_OK);
+        sender->EnablePacing(0);
+        for (IBaseFilter* filter : {static_cast<IBaseFilter*>(counter.get()), static_cast<IBaseFilter*>(receiver.get()),
+                                    static_cast<IBaseFilter*>(sender.get()), static_cast<IBaseFilter*>(feeder.get())}) {
+            ASSERT_EQ(filter->Run(0), S_OK);
+        }
+    }
+    void TearDown() override {
+        counter->Stop();
+        receiver->Pause();
+        receiver->Stop();
+        sender->Stop();
+        feeder->Stop();
+    }
+    /// Datagrams by the dozen, so that no buffer on the way overflows; the last of each waits for its successor.
+    void carry(const std::vector<std::uint8_t>& bytes, const FeedOptions& options, int dozens) {
+        for (int i = 0; i < dozens; ++i) {
+            for (int j = 0; j < 12; ++j) ASSERT_EQ(feeder->deliver(bytes, options), S_OK);
+            sent += 12;
+            ASSERT_TRUE(counter->waitFor(sent - 1));
+        }
+    }
+};
+
+TEST_P(SteadyState, NeitherRoadAllocates) {
+    const std::vector<std::uint8_t> bytes(1316, 0x47);
+    FeedOptions options;
+    options.dataId = 7;
+    {
+        // Each sample of the pool has carried an id before.
+        std::vector<ComPtr<IMediaSample>> all(kPool);
+        for (auto& one : all) ASSERT_EQ(feeder->makeSample(bytes, options, one), S_OK);
+    }
+    carry(bytes, options, 50);  // lists find their sizes
+    const std::uint64_t before = allocations;
+    carry(bytes, options, 500);
+    EXPECT_EQ(allocations - before, 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(Delivery, SteadyState, testing::Bool(),
+                         [](const auto& way) { return way.param ? "ThroughTheQueue" : "Direct"; });
+
+}  // namespace
