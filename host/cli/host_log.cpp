@@ -35,14 +35,13 @@ bool HostLog::isNew(const char* line) {
 }
 
 void HostLog::follow(const char* line) {
-    int configured = 0;
+    int configured = 0;  // not kept: the first line may come before the sender was configured
     int grown = 0;
     if (std::sscanf(line, "Time offset stabilizing from %d+%d ms", &configured, &grown) == 2 ||
         std::sscanf(line, "Time offset stabilized to %d+%d ms", &configured, &grown) == 2) {
-        configuredMs_ = configured;
-        holdBackMs_ = configured + grown;
+        holdBackMs_ = configuredMs_ + grown;
     } else if (std::string_view(line) == "Flush end") {
-        holdBackMs_ = configuredMs_.load();
+        holdBackMs_ = configuredMs_;
     }
 }
 

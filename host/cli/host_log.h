@@ -16,7 +16,9 @@ namespace mcgate::host {
 class HostLog final : public ILogPerf {
 public:
     enum class Lines { Faults, All };
-    explicit HostLog(Lines lines) : lines_(lines) {}
+    /// `configuredMs`: what the sender's hold-back grows from.
+    explicit HostLog(Lines lines, std::int64_t configuredMs = 0)
+        : lines_(lines), configuredMs_(static_cast<int>(configuredMs)), holdBackMs_(configuredMs_) {}
 
     void Log(std::uint32_t level, const char* format, ...) override __attribute__((format(printf, 3, 4)));
     void DeclareBuffer(const char*) override {}
@@ -38,12 +40,12 @@ private:
     bool isNew(const char* line);
 
     const Lines lines_;
+    const int configuredMs_;
     std::mutex lock_;
     std::string lastError_;
     std::string lastTold_;
     std::chrono::steady_clock::time_point toldAt_;
-    std::atomic<int> holdBackMs_{0};
-    std::atomic<int> configuredMs_{0};
+    std::atomic<int> holdBackMs_;
     std::atomic<std::uint64_t> bufferFull_{0};
 };
 

@@ -44,8 +44,8 @@ public:
 
     int run() {
         build();
-        demand(graph_->run(),
-               "can't receive " + options_.url + " on " + url_.local + " (address not of this host, or port taken)");
+        const HRESULT started = graph_->run();
+        if (FAILED(started)) throw std::runtime_error("can't receive " + options_.url + ": " + reasonOf(started));
         sink_->openFile();
         while (!stopRequested() && !ended() && !timeIsUp()) {
             if (report_.due()) report_.write(values(), false);
@@ -55,6 +55,7 @@ public:
         ReportValues last = values();
         last.dataPresent = before.dataPresent;
         last.kernelDrops = before.kernelDrops;
+        last.kernelDropsHint = before.kernelDropsHint;
         report_.write(last, true);
         const std::string error = sink_->figures().error;
         if (!error.empty()) std::fprintf(stderr, "mcgate: %s\n", error.c_str());
@@ -80,6 +81,11 @@ private:
         demand(graph_->connect(findPin(*receiver_, PINDIR_OUTPUT).get(), sink_->GetPin(0)),
                "can't connect the receiver");
     }
+    // The receiver gives this one for whatever the socket refuses.
+    std::string reasonOf(HRESULT status) const {
+        if (status != E_FAIL) return GetStatusText(status);
+        return url_.local + " is no address of this host, or the port is taken";
+    }
     bool ended() {
         const auto event = graph_->nextEvent(kLook);
         return event && event->code == EC_ERRORABORT;
@@ -102,6 +108,7 @@ private:
         result.datagrams = figures.datagrams;
         result.bytes = figures.bytes;
         result.kernelDrops = drops_.update();
+        if (result.kernelDrops.value_or(0) > 0) result.kernelDropsHint = drops_.hint();
         result.continuityErrors = figures.stream.continuityErrors;
         result.dataPresent = present != 0;
         result.bufferFullNotices = log_.bufferFullNotices();

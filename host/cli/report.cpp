@@ -23,6 +23,7 @@ void Report::write(const ReportValues& values, bool final) {
     const double bitRate = since.count() > 0 ? bytes * 8 / since.count() : 0;
     if (form_ == ReportForm::Json) writeJson(values, whole.count(), bitRate, final);
     if (form_ == ReportForm::Text) writeText(values, whole.count(), bitRate, final);
+    if (form_ == ReportForm::Text) tellDrops(values);
     last_ = now;
     lastBytes_ = values.bytes;
     while (next_ <= now) next_ += std::chrono::seconds(1);
@@ -49,7 +50,9 @@ void Report::writeJson(const ReportValues& values, double seconds, double bitRat
                                 {"data_present", values.dataPresent},
                                 {"hold_back_ms", orNull(values.holdBackMs)},
                                 {"queued_samples", orNull(values.queuedSamples)},
-                                {"buffer_full_notices", orNull(values.bufferFullNotices)}};
+                                {"buffer_full_notices", orNull(values.bufferFullNotices)},
+                                {"priority", orNull(values.priority)}};
+    if (values.kernelDrops.value_or(0) > 0) line["kernel_drops_hint"] = values.kernelDropsHint;
     if (values.spacing) {
         line["spacing_error_ms"] = {
             {"median", values.spacing->medianMs}, {"p99", values.spacing->p99Ms}, {"max", values.spacing->maxMs}};
@@ -72,13 +75,16 @@ void Report::writeText(const ReportValues& values, double seconds, double bitRat
         line << "  spacing error " << values.spacing->medianMs << " / " << values.spacing->p99Ms << " / "
              << values.spacing->maxMs << " ms (median / p99 / max)";
     }
+    if (final && values.priority) line << "  priority " << *values.priority;
     std::fprintf(stderr, "%s\n", line.str().c_str());
-    if (values.kernelDrops.value_or(0) > 0) {
-        std::fprintf(stderr,
-                     "%s: the kernel dropped %llu datagrams because the socket's receive buffer was full; "
-                     "sysctl -w net.core.rmem_max=1048576 allows the buffer that is asked for\n",
-                     name_.c_str(), static_cast<unsigned long long>(*values.kernelDrops));
-    }
+}
+
+// Once for each growth, not with every line.
+void Report::tellDrops(const ReportValues& values) {
+    if (values.kernelDrops.value_or(0) <= toldDrops_) return;
+    toldDrops_ = *values.kernelDrops;
+    std::fprintf(stderr, "%s: the kernel dropped %llu datagrams because the socket's receive buffer was full; %s\n",
+                 name_.c_str(), static_cast<unsigned long long>(toldDrops_), values.kernelDropsHint.c_str());
 }
 
 }  // namespace mcgate::host

@@ -15,11 +15,13 @@ struct ReportValues {
     std::uint64_t bytes = 0;
     std::optional<std::uint64_t> droppedSamples;
     std::optional<std::uint64_t> kernelDrops;
+    std::string kernelDropsHint;  ///< what would help against them; empty without drops
     std::optional<std::uint64_t> continuityErrors;
     bool dataPresent = false;
     std::optional<int> holdBackMs;
     std::optional<std::uint64_t> queuedSamples;
     std::optional<std::uint64_t> bufferFullNotices;
+    std::optional<std::string> priority;  ///< that the sender's threads got
     struct Spacing {
         double medianMs = 0;
         double p99Ms = 0;
@@ -42,6 +44,7 @@ private:
     using Clock = std::chrono::steady_clock;
     void writeJson(const ReportValues& values, double seconds, double bitRate, bool final) const;
     void writeText(const ReportValues& values, double seconds, double bitRate, bool final) const;
+    void tellDrops(const ReportValues& values);
 
     const ReportForm form_;
     const std::string name_;
@@ -49,6 +52,7 @@ private:
     Clock::time_point last_ = start_;
     Clock::time_point next_ = start_ + std::chrono::seconds(1);
     std::uint64_t lastBytes_ = 0;
+    std::uint64_t toldDrops_ = 0;
 };
 
 }  // namespace mcgate::host

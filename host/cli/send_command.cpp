@@ -1,3 +1,6 @@
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <stdexcept>
 
@@ -13,6 +16,7 @@
 #include "interfaces/class_ids.h"
 #include "interfaces/i_delay_crossing_point_filter.h"
 #include "interfaces/i_sender_config.h"
+#include "platform/native_thread.h"
 
 namespace mcgate::host {
 
@@ -29,12 +33,32 @@ void demand(HRESULT status, const std::string& what) {
     if (FAILED(status)) throw std::runtime_error(what + ": " + GetStatusText(status));
 }
 
+const char* priorityName() {
+    switch (platform::lastTimeCriticalClass()) {
+        case platform::PriorityClass::RealTime:
+            return "realtime";
+        case platform::PriorityClass::Nice:
+            return "nice";
+        default:
+            return "normal";
+    }
+}
+
+// A pipe can't be read again.
+void checkLoop(const SendOptions& options) {
+    struct stat kind {};
+    const int found = options.input == "-" ? fstat(STDIN_FILENO, &kind) : stat(options.input.c_str(), &kind);
+    if (!options.loop || found != 0 || S_ISREG(kind.st_mode) || S_ISBLK(kind.st_mode)) return;
+    throw UsageError("--loop: " + (options.input == "-" ? std::string("standard input") : options.input) +
+                     " can't be read again; right would be a file");
+}
+
 /// One run of the sending graph.
 class Sending {
 public:
     explicit Sending(const SendOptions& options)
         : options_(options),
-          log_(options.report == ReportForm::Text ? HostLog::Lines::All : HostLog::Lines::Faults),
+          log_(options.report == ReportForm::Text ? HostLog::Lines::All : HostLog::Lines::Faults, options.offsetMs),
           report_(options.report, "send") {}
     ~Sending() {
         graph_->tearDown();
@@ -68,8 +92,8 @@ public:
 
 private:
     void build() {
-        for (const auto& text : options_.destinations)
-            parseSendUrl(text);  // wrong use is told before anything is opened
+        for (const auto& text : options_.destinations) parseSendUrl(text);  // wrong use is told before all else
+        checkLoop(options_);
         sender_ = host::create<IBaseFilter>(CLSID_CNetworkSend);
         senderMade_ = std::chrono::steady_clock::now();
         config_ = sender_.query<ISenderConfig>();
@@ -128,6 +152,7 @@ private:
         result.droppedSamples = delivered > counts.accepted ? delivered - counts.accepted : 0;
         result.dataPresent = counts.datagrams > lastDatagrams_;
         lastDatagrams_ = counts.datagrams;
+        result.priority = priorityName();
         result.holdBackMs = log_.holdBackMs();
         result.queuedSamples = counts.queued;
         return result;

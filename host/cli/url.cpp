@@ -25,8 +25,12 @@ struct Parts {
     throw UsageError("'" + url + "': " + reason + "; right would be " + right);
 }
 
-std::string unbracket(const std::string& text) {
+// Without the brackets in which an IPv6 address, and nothing else, stands.
+std::string unbracket(const std::string& url, const std::string& text, const char* form) {
     const bool bracketed = text.size() >= 2 && text.front() == '[' && text.back() == ']';
+    const bool six = text.find(':') != std::string::npos;
+    if (six && !bracketed) refuse(url, "an IPv6 address stands in brackets, as in udp://[ff15::1]:5000", form);
+    if (bracketed && !six) refuse(url, "'" + text + "': only an IPv6 address stands in brackets", form);
     return bracketed ? text.substr(1, text.size() - 2) : text;
 }
 
@@ -74,22 +78,32 @@ Parts split(const std::string& url, const char* form) {
         if (option.rfind("local=", 0) != 0 || option.size() == 6) {
             refuse(url, "'" + option + "' is no option it knows", form);
         }
-        parts.local = unbracket(option.substr(6));
+        parts.local = unbracket(url, option.substr(6), form);
         rest.resize(query);
     }
     if (const auto at = rest.find('@'); at != std::string::npos) {
-        parts.source = unbracket(rest.substr(0, at));
+        parts.source = unbracket(url, rest.substr(0, at), form);
         rest.erase(0, at + 1);
     }
     const auto colon = rest.rfind(':');
     if (colon == std::string::npos || (!rest.empty() && rest.back() == ']')) refuse(url, "it has no port", form);
-    const std::string address = rest.substr(0, colon);
-    if (address.find(':') != std::string::npos && address.front() != '[') {
-        refuse(url, "an IPv6 address stands in brackets, as in udp://[ff15::1]:5000", form);
-    }
+    parts.address = unbracket(url, rest.substr(0, colon), form);
     parts.port = parsePort(url, rest.substr(colon + 1), form);
-    parts.address = unbracket(address);
     return parts;
+}
+
+bool isAny(const platform::SocketAddress& address) {
+    const std::string text = platform::numericText(address);
+    return text == "0.0.0.0" || text == "::";
+}
+
+// The interface of a group: an any address names none, and the filters would take it for one that isn't there.
+void checkNamesOne(const std::string& url, const std::string& local, const char* form) {
+    if (isAny(numeric(url, local, form))) {
+        refuse(url,
+               "a group needs one interface, and local " + local + " names none (without 'local' the system chooses)",
+               form);
+    }
 }
 
 // A unicast address of the given family, for local and source.
@@ -98,6 +112,15 @@ void checkSide(const std::string& url, const std::string& what, const std::strin
     const auto address = numeric(url, text, form);
     if (isGroup(address) || isReserved(address)) refuse(url, what + " " + text + " is no unicast address", form);
     if (address.family() != family) refuse(url, what + " " + text + " is of another family than the address", form);
+}
+
+// A join from an any address is one from that very address: nothing would ever come.
+void checkSource(const std::string& url, const std::string& source, std::uint16_t family) {
+    checkSide(url, "source", source, family, kReceiveForm);
+    if (isAny(numeric(url, source, kReceiveForm))) {
+        refuse(url, "no sender has the address " + source + "; any source is meant when none stands before the '@'",
+               kReceiveForm);
+    }
 }
 
 }  // namespace
@@ -112,11 +135,11 @@ SendUrl parseSendUrl(const std::string& text) {
     if (parts.source) refuse(text, "a destination has no '@'", kSendForm);
     if (parts.address.empty()) refuse(text, "it has no address", kSendForm);
     const auto remote = numeric(text, parts.address, kSendForm);
-    const std::string canonical = platform::numericText(remote);
-    if (isReserved(remote) || canonical == "0.0.0.0" || canonical == "::") {
+    if (isReserved(remote) || isAny(remote)) {
         refuse(text, parts.address + " can't be sent to", kSendForm);
     }
     if (!parts.local.empty()) checkSide(text, "local", parts.local, remote.family(), kSendForm);
+    if (!parts.local.empty() && isGroup(remote)) checkNamesOne(text, parts.local, kSendForm);
     return {parts.address, parts.port, parts.local};
 }
 
@@ -134,7 +157,8 @@ ReceiveUrl parseReceiveUrl(const std::string& text) {
     if (isGroup(value)) {
         url.group = address;
         if (!url.local.empty()) checkSide(text, "local", url.local, value.family(), kReceiveForm);
-        if (!url.source.empty()) checkSide(text, "source", url.source, value.family(), kReceiveForm);
+        if (!url.local.empty()) checkNamesOne(text, url.local, kReceiveForm);
+        if (!url.source.empty()) checkSource(text, url.source, value.family());
         return url;
     }
     if (!url.source.empty()) refuse(text, "a source needs a group behind the '@'", kReceiveForm);
@@ -158,8 +182,8 @@ std::string routedInterface(const std::string& remote) {
     if (platform::resolveNumeric(remote, 0, address) == 0 && platform::routedLocalAddress(address, local)) {
         return platform::numericText(local);
     }
-    throw UsageError("the system has no route to " + remote +
-                     "; name the interface with ?local=ADDRESS, such as ?local=127.0.0.1");
+    throw std::runtime_error("the system has no route to " + remote +
+                             "; name the interface with ?local=ADDRESS, such as ?local=127.0.0.1");
 }
 
 }  // namespace mcgate::host

@@ -35,7 +35,8 @@ ReceiveUrl parseReceiveUrl(const std::string& text);
 /// Whether an address text, known to be numeric, is a group.
 bool isGroup(const std::string& address);
 
-/// The address of the interface by which the system would route `remote`. Throws UsageError when it has no route.
+/// The address of the interface by which the system would route `remote`. Throws std::runtime_error when it
+/// has no route: that is a state of the machine.
 std::string routedInterface(const std::string& remote);
 
 }  // namespace mcgate::host

@@ -42,10 +42,18 @@ TEST(Url, WrongOnesAreRefusedInOneLineThatNamesTheFault) {
         {"udp://@ff15::1:5000", "brackets"},
         {"udp://@239.1.1.1:5000?ttl=4", "'ttl=4'"},
         {"udp://@239.1.1.1:5000?local=", "'local='"},
-        {"udp://@239.1.1.1:5000?local=fd00::1", "another family"},
-        {"udp://fd00::1@239.1.1.1:5000", "another family"},
+        {"udp://@239.1.1.1:5000?local=[fd00::1]", "another family"},
+        {"udp://[fd00::1]@239.1.1.1:5000", "another family"},
         {"udp://239.1.1.2@239.1.1.1:5000", "no unicast address"},
         {"udp://10.0.0.1@10.0.0.2:5000", "needs a group"},
+        {"udp://@[ff15::1]:5000?local=fd00::1", "brackets"},
+        {"udp://fd00::1@[ff35::1]:5000", "brackets"},
+        {"udp://@[239.1.1.1]:5000", "only an IPv6 address"},
+        {"udp://[10.0.0.1]@232.1.1.1:5000", "only an IPv6 address"},
+        {"udp://0.0.0.0@232.1.1.1:5000", "no sender has the address 0.0.0.0"},
+        {"udp://[::]@[ff35::1]:5000", "no sender has the address ::"},
+        {"udp://@239.1.1.1:5000?local=0.0.0.0", "names none"},
+        {"udp://@[ff15::1]:5000?local=[::]", "names none"},
         {"udp://@240.0.0.1:5000", "neither unicast nor multicast"},
         {"udp://@10.0.0.2:5000?local=10.0.0.3", "no place"},
     };
@@ -68,12 +76,14 @@ TEST(Url, WrongOnesAreRefusedInOneLineThatNamesTheFault) {
                                                         {"udp://0.0.0.0:5000", "can't be sent to"},
                                                         {"udp://127.1:5000", "read as 127.0.0.1"},
                                                         {"udp://010.0.0.1:5000", "read as 8.0.0.1"},
-                                                        {"udp://239.1.1.1:5000?local=224.0.0.1", "no unicast address"}};
+                                                        {"udp://239.1.1.1:5000?local=224.0.0.1", "no unicast address"},
+                                                        {"udp://239.1.1.1:5000?local=0.0.0.0", "names none"},
+                                                        {"udp://[10.0.0.1]:5000", "only an IPv6 address"}};
     for (const auto& [text, fault] : send) {
         const auto said = refusal(parseSendUrl, text);
         EXPECT_NE(said.find(fault), std::string::npos) << text << ": " << said;
     }
-    EXPECT_EQ(parseSendUrl("udp://[ff15::1]:65535?local=fd00::1").remote, "ff15::1");
+    EXPECT_EQ(parseSendUrl("udp://[ff15::1]:65535?local=[fd00::1]").remote, "ff15::1");
 }
 
 }  // namespace

@@ -10,8 +10,12 @@ failed=0
 expect() { # status, part of the message, command...
     local status=$1 part=$2 got
     shift 2
-    "$@" >out 2>err
+    timeout --kill-after=5 20 "$@" >out 2>err
     got=$?
+    if [ "$got" -eq 2 ] && [ "$(wc -l <err)" -ne 1 ]; then
+        echo "FAILED: $* was refused in more than a line: $(cat err)"
+        failed=1
+    fi
     if [ "$got" -ne "$status" ] || ! grep -qF -- "$part" err; then
         echo "FAILED: $* gave $got (expected $status) and said: $(cat err)"
         failed=1
@@ -25,7 +29,19 @@ expect_stopped() { expect "$1" "$2" timeout --preserve-status --signal=TERM --ki
 expect 2 "subcommand" "$mcgate"
 expect 2 "--to" "$mcgate" send in.ts
 expect 2 "no numeric address" "$mcgate" send in.ts --to udp://a.host:5000
-expect 2 "--report" "$mcgate" send in.ts --to udp://127.0.0.1:5000 --report loud
+for form in loud 0 1; do
+    expect 2 "'$form' is no form of report; right would be mcgate send" "$mcgate" send in.ts --to udp://127.0.0.1:5000 \
+        --report "$form"
+done
+for wrong in nan inf -1 1s; do
+    expect 2 "'$wrong' is no number of seconds" "$mcgate" receive udp://@:45300 --duration "$wrong"
+    expect 2 "'$wrong' is no number of seconds" "$mcgate" generate --rate 5000000 --duration "$wrong" --out never.ts
+done
+expect 2 "right would be mcgate receive" "$mcgate" receive udp://@:45300 --speed 4
+expect 2 "can't be read again" "$mcgate" send - --loop --to udp://127.0.0.1:45300 < <(cat in.ts)
+if unshare -rn true 2>/dev/null; then
+    expect 1 "no route to 239.1.1.1" unshare -rn "$mcgate" send in.ts --to udp://239.1.1.1:45300
+fi
 expect 2 "'70000' is no port" "$mcgate" receive udp://@:70000
 expect 1 "can't open missing.ts" "$mcgate" send missing.ts --to udp://127.0.0.1:45300
 expect 1 "can't receive" "$mcgate" receive udp://@203.0.113.9:45300
@@ -42,7 +58,8 @@ exec 5<>stalled
 stopped_into_stall() { # status, part, command: its standard output is a pipe that nobody empties
     expect "$1" "$2" bash -c 'exec timeout --preserve-status --signal=TERM --kill-after=5 2 "$@" >&5' bash "${@:3}"
 }
-expect_stopped 0 '"final":true' "$mcgate" send nobody --report json --to udp://127.0.0.1:45300
+expect_stopped 0 '"hold_back_ms":-50' "$mcgate" send nobody --offset -50 --report json --to udp://127.0.0.1:45300
+grep -q '"priority":"\(realtime\|nice\|normal\)".*"final":true' err || { echo "FAILED: $(cat err)"; failed=1; }
 expect_stopped 0 "no data" "$mcgate" receive udp://@127.0.0.1:45300 --out nobody
 stopped_into_stall 1 "stopped by a signal" "$mcgate" generate --rate 5000000 --duration 2 --out -
 (sleep 0.3; exec "$mcgate" send in.ts --to udp://127.0.0.1:45300 --no-pacing --report none) &
@@ -65,6 +82,19 @@ grep -qv '^{"time_s".*}$' sent && { echo "FAILED: a line among the reports is no
 count() { tail -n 1 "$1" | sed 's/.*"datagrams":\([0-9]*\).*"bytes":\([0-9]*\).*/\1 \2/'; }
 [ "$(count sent)" = "$(count report)" ] || { echo "FAILED: sent $(count sent), received $(count report)"; failed=1; }
 cmp <(head -c "$(stat -c %s in.ts)" got.ts) in.ts || failed=1
+
+# A receiver that is held up loses datagrams in the kernel, and says what would help.
+"$mcgate" receive udp://@127.0.0.1:45303 --report json 2>report &
+receiver=$!
+for _ in $(seq 100); do grep -q '"time_s"' report && break; sleep 0.1; done
+kill -STOP "$receiver"
+"$mcgate" send in.ts --no-pacing --to udp://127.0.0.1:45303 --report none
+kill -CONT "$receiver"
+for _ in $(seq 50); do grep -q '"kernel_drops_hint"' report && break; sleep 0.1; done
+kill -TERM "$receiver"
+wait "$receiver"
+tail -n 1 report | grep -q '"kernel_drops":[1-9].*"kernel_drops_hint":"' ||
+    { echo "FAILED: no kernel drops told: $(tail -n 1 report)"; failed=1; }
 
 # Each pass of a loop is a new time base: the lead must not leave in a burst there.
 "$mcgate" generate --rate 5000000 --duration 1.5 --out loop.ts || failed=1
