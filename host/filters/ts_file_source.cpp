@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -20,6 +21,8 @@ constexpr std::int32_t kSampleSize = static_cast<std::int32_t>(kPacketsPerSample
 constexpr std::int32_t kFewestBuffers = 64;
 constexpr std::int64_t kLead = kTicksPerSecond;
 constexpr std::uint32_t kPoolSeconds = 4;
+constexpr std::int32_t kPoolBytes = 64 * 1024 * 1024;
+constexpr std::chrono::milliseconds kSettle{100};
 constexpr std::uint32_t kFlushEndMs = 2;  // the send loop looks at its queue within microseconds of its last sample
 constexpr std::uint64_t kProbeBytes = 8 * 1024 * 1024;
 
@@ -43,9 +46,10 @@ public:
     // The sender asks for thirty seconds of the stream in small buffers. This source never runs that far ahead, so it
     // takes the seconds that it can use.
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
-        const auto wanted = static_cast<std::int32_t>(kPoolSeconds * (source_.bitRate_ / 8) / kSampleSize);
-        request->cBuffers = std::max(wanted, kFewestBuffers);
         request->cbBuffer = std::max(request->cbBuffer, kSampleSize);
+        const auto wanted = static_cast<std::int32_t>(kPoolSeconds * (source_.bitRate_ / 8) / kSampleSize);
+        request->cBuffers =
+            std::clamp(wanted, kFewestBuffers, std::max(kFewestBuffers, kPoolBytes / request->cbBuffer));
         ALLOCATOR_PROPERTIES actual;
         return allocator->SetProperties(request, &actual);
     }
@@ -88,20 +92,45 @@ SourceFigures TsFileSource::figures() {
 }
 
 void TsFileSource::probe() {
-    TsPacket packet;
     while (stamper_.bitRate() == 0) {
         if (options_.stopRequested()) throw StoppedEarly("stopped before " + options_.path + " gave its first packets");
-        const auto result = reader_.next(packet);
-        if (result == PacketReader::Result::End || reader_.bytesRead() > kProbeBytes) {
-            throw std::runtime_error(options_.path + " carries no two program clock references within its first " +
-                                     std::to_string(reader_.bytesRead()) + " bytes, so its pace is unknown");
+        if (readPacket() == PacketReader::Result::End || reader_.bytesRead() > kProbeBytes) {
+            throw std::runtime_error(whyUnpaced());
         }
-        if (result != PacketReader::Result::Packet) continue;
+    }
+    settleRate();
+    ready_.insert(ready_.end(), fresh_.begin(), fresh_.end());
+    bitRate_ = stamper_.bitRate();
+}
+
+// A file gives a second to learn the rate from at once; a live input isn't waited for. What breaks off here does so
+// again when the stream gets there.
+void TsFileSource::settleRate() {
+    const auto until = std::chrono::steady_clock::now() + kSettle;
+    try {
+        while (!stamper_.rateIsSettled() && std::chrono::steady_clock::now() < until &&
+               reader_.bytesRead() <= kProbeBytes && readPacket() == PacketReader::Result::Packet) {
+        }
+    } catch (const std::runtime_error&) {
+    }
+}
+
+PacketReader::Result TsFileSource::readPacket() {
+    TsPacket packet;
+    const auto result = reader_.next(packet);
+    if (result == PacketReader::Result::Packet) {
         passIsEmpty_ = false;
         stamper_.add(packet.data(), fresh_);
     }
-    ready_.insert(ready_.end(), fresh_.begin(), fresh_.end());
-    bitRate_ = stamper_.bitRate();
+    return result;
+}
+
+std::string TsFileSource::whyUnpaced() const {
+    const std::string begin = std::to_string(reader_.bytesRead()) + " bytes";
+    return options_.path +
+           (stamper_.references() > 1 ? " has program clock references more than 100 ms apart in its first " + begin
+                                      : " carries no two program clock references within its first " + begin) +
+           ", so its pace is unknown";
 }
 
 HRESULT TsFileSource::startStreaming() {
@@ -151,7 +180,7 @@ bool TsFileSource::refill() {
     while (fresh_.empty() && !ended_) {
         if (platform::wait(stopEvent_, 0)) return false;
         try {
-            readPacket();
+            if (readPacket() == PacketReader::Result::End) ended_ = onEnd();
         } catch (...) {  // what was read before is good and goes on its way
             keepFailure();
             stamper_.finish(fresh_);
@@ -160,16 +189,6 @@ bool TsFileSource::refill() {
     }
     ready_.insert(ready_.end(), fresh_.begin(), fresh_.end());
     return true;
-}
-
-void TsFileSource::readPacket() {
-    TsPacket packet;
-    const auto result = reader_.next(packet);
-    if (result == PacketReader::Result::Packet) {
-        passIsEmpty_ = false;
-        stamper_.add(packet.data(), fresh_);
-    }
-    if (result == PacketReader::Result::End) ended_ = onEnd();
 }
 
 // A file that was emptied meanwhile has no next pass.

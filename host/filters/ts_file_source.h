@@ -53,8 +53,8 @@ public:
 /// it takes: the clock is fetched before it starts, and the pool is decommitted before it is joined.
 class TsFileSource final : public CBaseFilter {
 public:
-    /// Reads ahead to the second PCR. Throws std::runtime_error for an input that is no transport stream with PCRs,
-    /// StoppedEarly.
+    /// Reads ahead, from the second PCR to a second of stream. Throws std::runtime_error for an input that is no
+    /// transport stream with PCRs, StoppedEarly.
     static platform::ComPtr<TsFileSource> create(const TsFileSourceOptions& options);
 
     int GetPinCount() override { return 1; }
@@ -68,12 +68,14 @@ private:
     ~TsFileSource() override;
 
     void probe();
+    void settleRate();
+    PacketReader::Result readPacket();
+    std::string whyUnpaced() const;
     HRESULT startStreaming();
     void stopStreaming();
     void stream();
     bool deliverAll();
     bool refill();
-    void readPacket();
     bool check(HRESULT status, const char* step);
     void keepFailure() noexcept;
     bool onEnd();

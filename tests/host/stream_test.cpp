@@ -24,10 +24,10 @@ Bytes generated(double seconds, std::uint64_t rate = 4'000'000) {
     return all;
 }
 
-TsPacket pcrPacket(std::uint64_t pcr, bool discontinuity = false) {
+TsPacket pcrPacket(std::uint64_t pcr, bool discontinuity = false, std::uint16_t pid = 0x100) {
     TsPacket packet{};
     ts_init(packet.data());
-    ts_set_pid(packet.data(), 0x100);
+    ts_set_pid(packet.data(), pid);
     ts_set_adaptation(packet.data(), 7);
     packet[5] = 0;
     tsaf_set_pcr(packet.data(), pcr / 300);
@@ -93,6 +93,52 @@ TEST(PacketStamper, TimesAreLinearAcrossTheWrapAndGoOnAfterABreak) {
         EXPECT_EQ(out[i].discontinuity, i == 31 || i == 51) << i;
     }
     EXPECT_EQ(stamper.bitRate(), kPacketSize * 8 * 500);
+}
+
+TEST(PacketStamper, AClockThatWasLongGoneOrMovedToAnotherPidIsANewBase) {
+    PacketStamper stamper;
+    std::vector<StampedPacket> out;
+    constexpr std::uint64_t kStep = kPcrFrequency / 50;  // 20 ms
+    const TsPacket filler = nullPacket();
+    std::uint64_t pcr = 0;
+    const auto intervals = [&](int count, std::uint16_t pid) {
+        for (int i = 0; i < count; ++i, pcr += kStep) {
+            stamper.add(pcrPacket(pcr, false, pid).data(), out);
+            for (int j = 0; j < 9; ++j) stamper.add(filler.data(), out);
+        }
+    };
+    intervals(3, 0x100);
+    stamper.add(pcrPacket(0, false, 0x200).data(), out);  // of another program: the first pid counts while it lasts
+    intervals(2, 0x100);
+    const std::size_t moved = 51;
+    intervals(60, 0x200);  // the first second of these waits for the old pid
+    for (int i = 0; i < 50'000; ++i) stamper.add(filler.data(), out);
+    const std::size_t back = moved + 600 + 50'000;
+    intervals(2, 0x200);
+    stamper.finish(out);
+    std::vector<std::size_t> bases;
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        if (out[i].discontinuity) bases.push_back(i);
+    }
+    ASSERT_EQ(bases.size(), 2U);
+    EXPECT_NEAR(static_cast<double>(bases[0]), static_cast<double>(moved + 500), 20) << "a second of 500 packets";
+    EXPECT_EQ(bases[1], back);
+}
+
+TEST(PacketStamper, TheRateIsTheMeanOfASecondAndFitsTheFormat) {
+    PacketStamper stamper;
+    std::vector<StampedPacket> out;
+    std::uint64_t pcr = 0;
+    for (int i = 0; i < 60; ++i, pcr += kPcrFrequency / 50) {
+        stamper.add(pcrPacket(pcr).data(), out);
+        for (int j = 0; j < (i % 2 == 0 ? 4 : 14); ++j) stamper.add(nullPacket().data(), out);
+    }
+    EXPECT_NEAR(stamper.bitRate(), kPacketSize * 8 * 500, 100);
+    PacketStamper absurd;
+    absurd.add(pcrPacket(0).data(), out);
+    for (int j = 0; j < 1000; ++j) absurd.add(nullPacket().data(), out);
+    absurd.add(pcrPacket(1).data(), out);
+    EXPECT_EQ(absurd.bitRate(), 0x7FFFFFFFU);
 }
 
 TEST(PacketReader, FindsThePacketsAndNamesWhatItCantTake) {
