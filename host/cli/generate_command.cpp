@@ -32,15 +32,22 @@ void writeStream(const GenerateOptions& options, const std::string& path) {
     file.flush();
 }
 
+// A file that a rename may put in its place; a pipe, a device or a link is written itself.
+bool isPlace(const std::string& path) {
+    std::error_code ignored;
+    const auto kind = std::filesystem::symlink_status(path, ignored).type();
+    return kind == std::filesystem::file_type::regular || kind == std::filesystem::file_type::not_found;
+}
+
 }  // namespace
 
-// The file appears under its name only when it is whole.
+// A file appears under its name only when it is whole.
 int runGenerate(const GenerateOptions& options) {
-    if (options.out == "-") {
+    if (options.out != "-") OutputFile::check(options.out);
+    if (options.out == "-" || !isPlace(options.out)) {
         writeStream(options, options.out);
         return 0;
     }
-    OutputFile::check(options.out);
     const std::string part = options.out + ".part";
     try {
         writeStream(options, part);

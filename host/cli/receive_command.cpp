@@ -92,7 +92,7 @@ private:
     }
     bool timeIsUp() {
         const auto now = Clock::now();
-        const auto datagrams = sink_->figures().datagrams;
+        const auto datagrams = sink_->datagrams();
         if (datagrams != lastDatagrams_) lastData_ = now;
         lastDatagrams_ = datagrams;
         const std::chrono::duration<double> whole = now - start_;

@@ -54,9 +54,9 @@ FileSink::~FileSink() = default;
 CBasePin* FileSink::GetPin(int index) { return index == 0 ? pin_.get() : nullptr; }
 
 SinkFigures FileSink::figures() {
+    SinkFigures result{datagrams_, bytes_, meter_.figures(), {}};
     const std::lock_guard hold(lock_);
-    SinkFigures result = figures_;
-    result.stream = meter_.figures();
+    result.error = error_;
     return result;
 }
 
@@ -84,17 +84,14 @@ HRESULT FileSink::take(IMediaSample& sample) noexcept {
 }
 
 void FileSink::takeBytes(const std::uint8_t* data, std::size_t size) {
-    const std::int64_t arrival = platform::monotonicTime();
-    meter_.add(data, size, arrival);
+    meter_.add(data, size, platform::monotonicTime());
     {
         const std::lock_guard hold(fileLock_);
         openLocked();
         if (file_) file_->write(data, size);
     }
-    const std::lock_guard hold(lock_);
-    ++figures_.datagrams;
-    figures_.bytes += size;
-    figures_.lastArrival = arrival;
+    ++datagrams_;
+    bytes_ += size;
 }
 
 void FileSink::flush() noexcept {
@@ -115,7 +112,7 @@ void FileSink::keepFailure() noexcept {
     try {
         std::string text = foundation::textOfCurrentException();
         const std::lock_guard hold(lock_);
-        if (figures_.error.empty()) figures_.error = std::move(text);
+        if (error_.empty()) error_ = std::move(text);
     } catch (const std::bad_alloc&) {  // the failure's status still goes up the stream
     }
 }

@@ -16,7 +16,6 @@ namespace mcgate::host {
 struct SinkFigures {
     std::uint64_t datagrams = 0;
     std::uint64_t bytes = 0;
-    std::int64_t lastArrival = 0;  ///< platform::monotonicTime, 0 before the first
     StreamMeter::Figures stream;
     std::string error;
 };
@@ -37,7 +36,9 @@ public:
     void openFile();
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int index) override;
+    /// All there is to tell; sums up the measurements, so it belongs into a report, not into a loop.
     SinkFigures figures();
+    std::uint64_t datagrams() const noexcept { return datagrams_.load(); }
 
 private:
     class Pin;
@@ -57,8 +58,10 @@ private:
     std::mutex fileLock_;
     std::unique_ptr<OutputFile> file_;
     StreamMeter meter_;
+    std::atomic<std::uint64_t> datagrams_{0};
+    std::atomic<std::uint64_t> bytes_{0};
     std::mutex lock_;
-    SinkFigures figures_;
+    std::string error_;  ///< under lock_
 };
 
 }  // namespace mcgate::host

@@ -19,9 +19,11 @@ HRESULT SystemClock::GetTime(REFERENCE_TIME* time) {
     return S_OK;
 }
 
-ComPtr<FilterGraph> FilterGraph::create() { return ComPtr<FilterGraph>(new FilterGraph()); }
+ComPtr<FilterGraph> FilterGraph::create(const ComPtr<IReferenceClock>& clock) {
+    return ComPtr<FilterGraph>(new FilterGraph(clock ? clock : ComPtr<IReferenceClock>(new SystemClock())));
+}
 
-FilterGraph::FilterGraph() : CUnknown(nullptr), clock_(new SystemClock()) {}
+FilterGraph::FilterGraph(const ComPtr<IReferenceClock>& clock) : CUnknown(nullptr), clock_(clock) {}
 
 FilterGraph::~FilterGraph() { tearDown(); }
 
@@ -69,15 +71,24 @@ HRESULT FilterGraph::connect(IPin* output, IPin* input, const AM_MEDIA_TYPE* typ
     return S_OK;
 }
 
-HRESULT FilterGraph::run() {
+template <class Change>
+HRESULT FilterGraph::changeAll(Change&& change) {
     for (auto filter = filters_.rbegin(); filter != filters_.rend(); ++filter) {
-        const HRESULT status = (*filter)->Run(0);
+        const HRESULT status = change(**filter);
         if (FAILED(status)) {
             stop();
             return status;
         }
     }
     return S_OK;
+}
+
+HRESULT FilterGraph::run() {
+    return changeAll([](IBaseFilter& filter) { return filter.Run(0); });
+}
+
+HRESULT FilterGraph::pause() {
+    return changeAll([](IBaseFilter& filter) { return filter.Pause(); });
 }
 
 HRESULT FilterGraph::stop() {

@@ -23,8 +23,8 @@ public:
 };
 
 /// Holds filters, connects and runs them. Filters are added upstream first; state changes go to the last added first,
-/// so that renderers are ready before data comes and let go of it before sources stop. Threads: one controls; Notify,
-/// nextEvent and wake from any. Notify only appends under a leaf lock.
+/// so that renderers are ready before data comes and let go of it before sources stop. Threads: one controls; Notify
+/// and nextEvent from any. Notify only appends under a leaf lock.
 class FilterGraph final : public CUnknown, public IFilterGraph, public IMediaEventSink {
 public:
     struct Event {
@@ -33,7 +33,8 @@ public:
         std::intptr_t p2;  ///< of EC_COMPLETE: the filter, not counted
     };
 
-    static platform::ComPtr<FilterGraph> create();
+    /// Without a clock the graph runs by the monotonic one.
+    static platform::ComPtr<FilterGraph> create(const platform::ComPtr<IReferenceClock>& clock = {});
     ~FilterGraph() override;
 
     MCGATE_DECLARE_IUNKNOWN
@@ -44,15 +45,18 @@ public:
 
     HRESULT addFilter(IBaseFilter* filter, const std::string& name);
     HRESULT connect(IPin* output, IPin* input, const AM_MEDIA_TYPE* type = nullptr);
-    /// Every filter runs, or the first failure is returned and all are stopped.
+    /// Every filter runs, or is paused, or the first failure is returned and all are stopped.
     HRESULT run();
+    HRESULT pause();
     HRESULT stop();
     /// Stops, disconnects and lets all filters go; the destructor does it, too.
     void tearDown();
     std::optional<Event> nextEvent(std::chrono::milliseconds timeout);
 
 private:
-    FilterGraph();
+    explicit FilterGraph(const platform::ComPtr<IReferenceClock>& clock);
+    template <class Change>
+    HRESULT changeAll(Change&& change);
 
     const platform::ComPtr<IReferenceClock> clock_;
     std::vector<platform::ComPtr<IBaseFilter>> filters_;

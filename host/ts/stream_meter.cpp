@@ -102,17 +102,17 @@ void StreamMeter::closeSecond() {
 StreamMeter::Figures StreamMeter::figures() const {
     const std::lock_guard hold(lock_);
     Figures result = figures_;
-    const auto quantile = [&](double share) {
-        const auto wanted = static_cast<std::size_t>(share * static_cast<double>(result.spacingSamples));
-        std::size_t seen = 0;
-        for (std::size_t bin = 0; bin < kBins; ++bin) {
-            seen += histogram_[bin];
-            if (seen > wanted) return static_cast<double>(bin) * kBinWidth / kTicksPerMs;
-        }
-        return 0.0;
-    };
-    result.medianMs = quantile(0.5);
-    result.p99Ms = quantile(0.99);
+    if (result.spacingSamples == 0) return result;
+    const double samples = static_cast<double>(result.spacingSamples);
+    const auto half = static_cast<std::size_t>(0.5 * samples);
+    const auto most = static_cast<std::size_t>(0.99 * samples);
+    std::size_t seen = 0;
+    for (std::size_t bin = 0; bin < kBins && seen <= most; ++bin) {
+        const double place = static_cast<double>(bin) * kBinWidth / kTicksPerMs;
+        if (seen <= half) result.medianMs = place;
+        result.p99Ms = place;
+        seen += histogram_[bin];
+    }
     result.maxMs = static_cast<double>(largest_) / kTicksPerMs;
     return result;
 }

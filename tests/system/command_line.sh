@@ -61,6 +61,12 @@ stopped_into_stall() { # status, part, command: its standard output is a pipe th
 expect_stopped 0 '"hold_back_ms":-50' "$mcgate" send nobody --offset -50 --report json --to udp://127.0.0.1:45300
 grep -q '"priority":"\(realtime\|nice\|normal\)".*"final":true' err || { echo "FAILED: $(cat err)"; failed=1; }
 expect_stopped 0 "no data" "$mcgate" receive udp://@127.0.0.1:45300 --out nobody
+ln -s linked.ts link
+"$mcgate" generate --rate 5000000 --duration 0.1 --out link && [ -L link ] && [ -s linked.ts ] ||
+    { echo "FAILED: a link was replaced: $(ls -l)"; failed=1; }
+cat nobody >piped.ts &
+"$mcgate" generate --rate 5000000 --duration 0.1 --out nobody && [ -p nobody ] && wait $! && cmp piped.ts linked.ts ||
+    { echo "FAILED: a pipe was replaced: $(ls -l)"; failed=1; }
 stopped_into_stall 1 "stopped by a signal" "$mcgate" generate --rate 5000000 --duration 2 --out -
 (sleep 0.3; exec "$mcgate" send in.ts --to udp://127.0.0.1:45300 --no-pacing --report none) &
 sender=$!
