@@ -38,6 +38,16 @@ TEST(Status, ErrorNumbersAndExceptionsBecomeStatuses) {
     EXPECT_EQ(statusOf([] { throw 5; }), E_FAIL);
 }
 
+TEST(Status, EveryCodeThatIsRaisedHasAText) {
+    for (const HRESULT known : {VFW_S_NO_STOP_TIME, CLASS_E_NOAGGREGATION, VFW_E_ENUM_OUT_OF_SYNC, VFW_E_FILTER_ACTIVE,
+                                VFW_E_NO_TYPES, VFW_E_START_TIME_AFTER_END, HRESULT_FROM_WIN32(5),
+                                HRESULT_FROM_WIN32(31), HRESULT_FROM_WIN32(10048), HRESULT_FROM_WIN32(10065)}) {
+        EXPECT_NE(GetStatusText(known), "Invalid error code") << std::hex << known;
+    }
+    EXPECT_EQ(GetStatusText(makeStatus(0x80070057)), "Invalid argument");
+    EXPECT_EQ(GetStatusText(makeStatus(0x8BADF00D)), "Invalid error code");
+}
+
 TEST(ComException, BuildsItsTextWhenAsked) {
     const COMException own(makeStatus(0x80250001));
     EXPECT_STREQ(own.what(), "Quorvel Error 80250001: Internal error");
