@@ -1,5 +1,10 @@
 // Carries a file from a sending process to a receiving one and tells whether it came whole.
 
+#include <arpa/inet.h>
+#include <net/if.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -8,8 +13,10 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "cli/url.h"
 #include "demo/child.h"
 #include "demo/verdict.h"
+#include "ts/ts_packet.h"
 
 namespace {
 
@@ -52,7 +59,29 @@ private:
     json last_ = json::object();
 };
 
-bool isMulticast(const std::string& address) { return std::atoi(address.c_str()) >= 224; }
+bool isSix(const std::string& address) { return address.find(':') != std::string::npos; }
+
+std::string inUrl(const std::string& address) { return isSix(address) ? "[" + address + "]" : address; }
+
+// Not every system routes IPv6 groups over the loopback interface, and what is sent then goes nowhere without an error.
+void demandLoopbackRoute(const std::string& group, std::uint16_t port) {
+    sockaddr_in6 target{};
+    target.sin6_family = AF_INET6;
+    target.sin6_port = htons(port);
+    const auto loopback = static_cast<int>(if_nametoindex("lo"));
+    const int probe = socket(AF_INET6, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    const bool routed = probe >= 0 && inet_pton(AF_INET6, group.c_str(), &target.sin6_addr) == 1 &&
+                        setsockopt(probe, IPPROTO_IPV6, IPV6_MULTICAST_IF, &loopback, sizeof loopback) == 0 &&
+                        connect(probe, reinterpret_cast<const sockaddr*>(&target), sizeof target) == 0;
+    if (probe >= 0) close(probe);
+    if (routed) return;
+    throw std::runtime_error("the loopback interface has no route for " + group + "; as root: ip -6 route add local " +
+                             group + " dev lo table local");
+}
+
+std::uint64_t field(const json& report, const char* key) {
+    return report.contains(key) && report[key].is_number() ? report[key].get<std::uint64_t>() : 0;
+}
 
 double spacing(const json& report, const char* key) {
     return report.contains("spacing_error_ms") ? report["spacing_error_ms"].value(key, 0.0) : 0.0;
@@ -64,7 +93,16 @@ bool waitForReceiver(Side& side) {
     return !side.last().empty();
 }
 
-bool tellVerdict(const std::string& sent, const std::string& received, const json& report) {
+void tellLoss(const mcgate::host::Verdict& verdict, const json& sending, const json& receiving) {
+    const std::uint64_t sent = field(sending, "datagrams");
+    const std::uint64_t got = field(receiving, "datagrams");
+    const std::uint64_t came = verdict.receivedBytes - verdict.nullPackets * mcgate::host::kPacketSize;
+    std::printf("         loss %llu of %llu datagrams, %llu bytes missing\n",
+                static_cast<unsigned long long>(sent > got ? sent - got : 0), static_cast<unsigned long long>(sent),
+                static_cast<unsigned long long>(verdict.sentBytes > came ? verdict.sentBytes - came : 0));
+}
+
+bool tellVerdict(const std::string& sent, const std::string& received, const json& sending, const json& report) {
     const auto verdict = mcgate::host::compareStreams(sent, received);
     const auto errors = report.value("continuity_errors", std::uint64_t{0});
     if (verdict.whole) {
@@ -77,6 +115,7 @@ bool tellVerdict(const std::string& sent, const std::string& received, const jso
                     static_cast<unsigned long long>(verdict.receivedBytes),
                     static_cast<unsigned long long>(verdict.firstDifference));
     }
+    tellLoss(verdict, sending, report);
     std::printf("         continuity errors %llu\n", static_cast<unsigned long long>(errors));
     const double median = spacing(report, "median");
     const double p99 = spacing(report, "p99");
@@ -87,20 +126,22 @@ bool tellVerdict(const std::string& sent, const std::string& received, const jso
 
 int run(const std::string& file, const std::string& received, const std::string& address, const std::string& port) {
     const std::string command = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "mcgate";
-    const std::string local = isMulticast(address) ? "?local=127.0.0.1" : "";
+    const bool group = mcgate::host::isGroup(address);
+    if (group && isSix(address)) demandLoopbackRoute(address, static_cast<std::uint16_t>(std::atoi(port.c_str())));
+    const std::string local = !group ? "" : isSix(address) ? "?local=[::1]" : "?local=127.0.0.1";
     Side receiving("receive");
     Side sending("send");
-    Child receiver({command, "receive", "udp://@" + address + ":" + port + local, "--out", received, "--report", "json",
-                    "--idle-exit", "15"},
+    Child receiver({command, "receive", "udp://@" + inUrl(address) + ":" + port + local, "--out", received, "--report",
+                    "json", "--idle-exit", "15"},
                    [&receiving](const std::string& line) { receiving.take(line); });
-    if (!waitForReceiver(receiving)) return 1;
-    Child sender({command, "send", file, "--to", "udp://" + address + ":" + port + local, "--report", "json"},
+    if (!waitForReceiver(receiving)) throw std::runtime_error("the receiver did not come up");
+    Child sender({command, "send", file, "--to", "udp://" + inUrl(address) + ":" + port + local, "--report", "json"},
                  [&sending](const std::string& line) { sending.take(line); });
     const int sent = sender.wait();
     std::this_thread::sleep_for(std::chrono::seconds(1));  // what is on its way arrives
     receiver.stop();
     const int got = receiver.wait();
-    const bool whole = tellVerdict(file, received, receiving.last());
+    const bool whole = tellVerdict(file, received, sending.last(), receiving.last());
     return sent == 0 && got == 0 && whole ? 0 : 1;
 }
 
