@@ -15,6 +15,7 @@ using quorvel::system::thread::v1::Thread;
 namespace {
 
 constexpr int kHighest = 2;
+constexpr std::uint32_t kLookAgainMs = 50;
 constexpr std::chrono::milliseconds kPauseAfterFailure{1};
 
 // The status of a step of starting, whatever it throws.
@@ -81,7 +82,11 @@ void CNetReceiver::StopThread() {
     if (!workerThread_) return;
     stopEvent_.set();
     bool broken = false;
-    while (!mcgate::platform::wait(ended_, kBreakAfterMs)) broken = pin_.BreakWait() || broken;
+    std::uint32_t patience = breakWaitAfterMs_;
+    while (!mcgate::platform::wait(ended_, patience)) {
+        broken = pin_.BreakWait() || broken;
+        patience = kLookAgainMs;  // it may have been on its way into the wait
+    }
     workerThread_->Wait();
     workerThread_.reset();
     if (broken) pin_.MendAfterBreak();

@@ -71,9 +71,13 @@ public:
     /// pin to be active.
     HRESULT Open(const Endpoint& target);
     HRESULT Launch();
-    /// Returns when the worker has ended: within a turn (about 100 ms), 250 ms later when it waits for a free sample,
-    /// and without bound only while downstream blocks in a direct call.
+    /// Returns when the worker has ended: within a turn (about 100 ms), the time set below later when it waits for a
+    /// free sample, and without bound only while downstream blocks in a direct call.
     void StopThread();
+    /// How long a worker that waits for a free sample is given at the next stop, before the pool is decommitted; 250 ms
+    /// at first. A caller that has already waited for another one's stop gives less. Under the filter's ConfigLock.
+    void setBreakWaitAfter(std::uint32_t milliseconds) noexcept { breakWaitAfterMs_ = milliseconds; }
+    static constexpr std::uint32_t kBreakWaitAfterMs = 250;
     /// The worker's life.
     void ThreadBody();
     /// Waits up to 100 ms for a datagram and handles it, or counts the silence. What it throws comes from downstream or
@@ -100,7 +104,6 @@ private:
     static constexpr std::int32_t kTurnMs = 100;
     static constexpr std::int32_t kSmallestSample = 1500;
     static constexpr std::uint32_t kRetryMs = 1000;
-    static constexpr std::uint32_t kBreakAfterMs = 250;
 
     IReceiverPin& pin_;
     FlowWatch& watch_;
@@ -112,6 +115,7 @@ private:
     mcgate::platform::Event stopEvent_{mcgate::platform::Event::Reset::Automatic};
     mcgate::platform::Event ended_{mcgate::platform::Event::Reset::Manual};
     std::int32_t silentMs_ = 0;
+    std::uint32_t breakWaitAfterMs_ = kBreakWaitAfterMs;
     std::uint32_t expiries_ = 0;    ///< since the last datagram
     std::optional<Endpoint> lost_;  ///< what a failed rebuild could not open, to be tried again
     std::uint32_t lastAttemptTick_ = 0;

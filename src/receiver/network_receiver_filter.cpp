@@ -3,6 +3,7 @@
 #include <new>
 
 #include "foundation/status.h"
+#include "platform/clock.h"
 
 using mcgate::foundation::statusOfCurrentException;
 namespace udp = quorvel::network::udp::lib_udp::v2_1;
@@ -14,6 +15,13 @@ constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkReceiverFilter, u"Quorvel Mul
 
 bool isConfigured(const udp::Endpoint& source) {
     return udp::EndpointPort(source) != 0 && udp::EndpointFamily(source) != mcgate::platform::kFamilyNone;
+}
+
+// The patience that is left for a worker after the time spent waiting for ConfigLock: behind another stop it has had
+// its chance.
+std::uint32_t patienceSince(std::uint32_t asked) {
+    const std::uint32_t waited = mcgate::platform::tickCount() - asked;
+    return waited < CNetReceiver::kBreakWaitAfterMs ? CNetReceiver::kBreakWaitAfterMs - waited : 0;
 }
 
 // An absent address reads as the IPv4 any address.
@@ -57,6 +65,7 @@ CBasePin* CNetworkReceiverFilter::GetPin(int index) {
 const AMOVIESETUP_FILTER* CNetworkReceiverFilter::GetSetupData() { return &kSetup; }
 
 HRESULT CNetworkReceiverFilter::Pause() {
+    const std::uint32_t asked = mcgate::platform::tickCount();
     const std::lock_guard config(configLock_);
     try {
         std::unique_ptr<CNetReceiver> old;
@@ -64,6 +73,7 @@ HRESULT CNetworkReceiverFilter::Pause() {
             const std::lock_guard hold(filterLock_);
             old = std::move(worker_);
         }
+        if (old) old->setBreakWaitAfter(patienceSince(asked));
         old.reset();  // waits for its thread, which may need the filter's lock to finish its turn
         const HRESULT status = pauseActive();
         return status == S_FALSE ? pauseOutOfStopped() : status;
@@ -140,10 +150,13 @@ HRESULT CNetworkReceiverFilter::SetSource(std::int32_t port, const WCHAR* local,
             udp::MakeEndpoint(mcgate::platform::toNarrow(local), static_cast<std::uint32_t>(port),
                               mcgate::platform::toNarrow(group), mcgate::platform::toNarrow(source));
         if (!isConfigured(target)) return E_FAIL;
+        const std::uint32_t asked = mcgate::platform::tickCount();
         const std::lock_guard config(configLock_);
         Endpoint fresh = target;
         if (!swapIfDifferent(fresh)) return S_OK;
-        if (worker_) worker_->Start(target);  // a listener that can't be opened leaves the worker without a thread
+        if (!worker_) return S_OK;
+        worker_->setBreakWaitAfter(patienceSince(asked));
+        worker_->Start(target);  // a listener that can't be opened leaves the worker without a thread
         return S_OK;
     } catch (...) {
         return E_FAIL;

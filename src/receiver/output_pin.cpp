@@ -40,7 +40,10 @@ HRESULT takeTimeFromPayload(IMediaSample& sample) {
 CNetOutputPin::CNetOutputPin(CBaseFilter* filter, CCritSec* lock, std::function<ILogPerf&()> log)
     : CBaseOutputPin(filter, lock, u"MPEG-2 Transport"), log_(std::move(log)) {}
 
-CNetOutputPin::~CNetOutputPin() = default;
+// A filter that is destroyed while active may have a pool committed that nobody else would decommit.
+CNetOutputPin::~CNetOutputPin() {
+    if (allocator() != nullptr) allocator()->Decommit();
+}
 
 HRESULT CNetOutputPin::CheckMediaType(const CMediaType* type) {
     if (type == nullptr) return E_POINTER;

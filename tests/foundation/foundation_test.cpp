@@ -70,6 +70,7 @@ TEST(Exceptions, TheTwoFamiliesAreApart) {
 
 TEST(Winsock22Init, AnotherVersionIsReleasedAndRefused) {
     static int cleanups = 0;
+    cleanups = 0;
     const mcgate::platform::SocketLibrary old{[](std::uint16_t, std::uint16_t& provided) {
                                                   provided = 0x0102;
                                                   return 0;
@@ -168,7 +169,10 @@ TEST(CallbackSlot, AReplacedCallbackIsWaitedForAndNotCalledAgain) {
         slot.invoke([](Gate&) { FAIL() << "it was taken away"; });
     });
     gate.entered.get_future().wait();
-    std::thread releaser([&] { gate.leave.set_value(); });
+    std::thread releaser([&] {
+        while (slot.get() != nullptr) std::this_thread::yield();  // the setter has replaced it, and now waits
+        gate.leave.set_value();
+    });
     slot.set(nullptr);
     EXPECT_TRUE(ended);
     releaser.join();

@@ -226,4 +226,27 @@ TEST_F(ReceiverStates, DestructionFreesAWorkerThatWaitsForASample) {
     pool->Decommit();
 }
 
+TEST_F(ReceiverStates, APauseBehindANewSourceWithADryPoolTakesHalfASecondAtMost) {
+    ASSERT_NO_FATAL_FAILURE(connect());
+    collector->holdSamples();
+    ASSERT_NO_FATAL_FAILURE(run());
+    for (int i = 0; i < 200; ++i) send(1);
+    ASSERT_TRUE(log.waitForFull(1));
+    auto setting = std::async(std::launch::async, [this] { return listenOn(kPort + 1); });
+    // The new source is read back while the old worker is still waited for.
+    const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
+    BSTR group = nullptr;
+    BSTR local = nullptr;
+    BSTR source = nullptr;
+    std::uint32_t port = 0;
+    while (port != kPort + 1 && std::chrono::steady_clock::now() < deadline) {
+        ASSERT_EQ(filter->GetSource(&group, &port, &local, &source), S_OK);
+        for (BSTR text : {group, local, source}) SysFreeString(text);
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(filter->Pause(), S_OK);
+    EXPECT_LE((std::chrono::steady_clock::now() - begin) / std::chrono::milliseconds(1), 500);
+    EXPECT_EQ(setting.get(), S_OK);
+}
+
 }  // namespace

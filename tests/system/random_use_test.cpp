@@ -10,7 +10,6 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <limits>
 #include <map>
 #include <mutex>
 #include <random>
@@ -76,11 +75,10 @@ private:
     std::mt19937 random_;
 };
 
-/// Times the calls of one control thread, and lets the watchdog see the one in progress. Calls that make or end workers
-/// take turns, so the time until the other thread's call has ended, if that came first, is not a call's own.
+/// Times the calls of one control thread, and lets the watchdog see the one in progress.
 class Calls {
 public:
-    Calls(UnrulyFilter& downstream, Calls& other) : downstream_(downstream), other_(other) {}
+    explicit Calls(UnrulyFilter& downstream) : downstream_(downstream) {}
 
     void beginSequence(int step) {
         const std::lock_guard hold(lock_);
@@ -89,10 +87,9 @@ public:
     template <class Call>
     auto operator()(const char* name, Call&& call) {
         const auto blockedBefore = downstream_.blockedDirectly();
-        const std::size_t ahead = other_.inProgress();
         begin(name);
         auto result = call();
-        end(downstream_.blockedDirectly() - blockedBefore, other_.endOf(ahead));
+        end(downstream_.blockedDirectly() - blockedBefore);
         return result;
     }
     /// Aborts the program when a call is in progress for too long.
@@ -104,45 +101,31 @@ public:
     }
     /// The longest time of each call, without what downstream blocked directly.
     const std::map<std::string, Clock::duration>& longest() const { return longest_; }
-    std::size_t count() const { return ends_.size(); }
+    int count() const { return count_; }
 
 private:
-    static constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
-
-    std::size_t inProgress() {
-        const std::lock_guard hold(lock_);
-        return name_ != nullptr ? ends_.size() : kNone;
-    }
-    /// Now, when it is still in progress.
-    Clock::time_point endOf(std::size_t call) {
-        const std::lock_guard hold(lock_);
-        if (call == kNone) return {};
-        return call < ends_.size() ? ends_[call] : Clock::now();
-    }
     void begin(const char* name) {
         const std::lock_guard hold(lock_);
         name_ = name;
         begin_ = Clock::now();
     }
-    void end(Clock::duration blocked, Clock::time_point endAhead) {
+    void end(Clock::duration blocked) {
         const std::lock_guard hold(lock_);
-        const auto now = Clock::now();
+        const auto own = Clock::now() - begin_ - blocked;
         auto& longest = longest_[name_];
-        longest = std::max(longest, now - begin_ - blocked);
-        const auto own = now - std::max(begin_, endAhead) - blocked;
+        longest = std::max(longest, own);
+        ++count_;
         EXPECT_LE(own / 1ms, kLongestCall / 1ms) << name_ << " in sequence " << step_;
-        ends_.push_back(now);
         name_ = nullptr;
     }
 
     UnrulyFilter& downstream_;
-    Calls& other_;
     std::mutex lock_;
     int step_ = 0;
     const char* name_ = nullptr;
     Clock::time_point begin_;
     std::map<std::string, Clock::duration> longest_;
-    std::vector<Clock::time_point> ends_;
+    int count_ = 0;
 };
 
 /// A thread that does something again and again, with a pause that its end cuts short.
@@ -285,7 +268,7 @@ public:
         int strays = 0;
         for (Presence& listener : listeners_) strays += listener.strays;
         EXPECT_EQ(strays, 0) << "calls of a listener that was removed";
-        std::printf("%zu calls, %llu samples, %d and %d presence calls, %d and %d notices of pools\n",
+        std::printf("%d calls, %llu samples, %d and %d presence calls, %d and %d notices of pools\n",
                     graphCalls_.count() + configCalls_.count(), static_cast<unsigned long long>(renderer_->received()),
                     listeners_[0].calls.load(), listeners_[1].calls.load(), logs_[0].notices.load(),
                     logs_[1].notices.load());
@@ -396,8 +379,8 @@ private:
     const ComPtr<UnrulyFilter> renderer_{new UnrulyFilter(seed_)};
     std::array<Presence, 2> listeners_;
     std::array<CountingLog, 2> logs_;
-    Calls graphCalls_{*renderer_, configCalls_};
-    Calls configCalls_{*renderer_, graphCalls_};
+    Calls graphCalls_{*renderer_};
+    Calls configCalls_{*renderer_};
     ComPtr<CNetworkReceiverFilter> receiver_;
     Traffic traffic_;
     Beat release_{[this, dice = Dice(seed_, -1, 0)]() mutable {
