@@ -17,7 +17,8 @@ namespace mcgate::foundation {
 ///
 /// Two lists with a lock each keep producers and takers apart: a taker empties its own list and only then exchanges it
 /// for the producers', with all their counts at once, so that at full speed the two sides rarely touch the same memory.
-/// Both locks are leaves (the taker's before the producers'): nothing is taken and nothing blocks under them.
+/// Both locks are leaves (the taker's before the producers'): nothing is taken under them but what waking a sleeper
+/// takes, and nothing blocks.
 template <class Item>
 class SemaphoreQueue {
 public:
@@ -31,8 +32,9 @@ public:
 
     /// Takes the head without waiting; false, without taking a lock, when the queue is empty.
     bool tryPop(Item& out) {
-        while (taken_.load(std::memory_order_relaxed) > 0 || available_.isRaised()) {
-            if (takeHead(out)) return true;
+        // In this order: an entry that goes over to the takers is seen in one of the two.
+        while (available_.isRaised() || taken_.load() > 0) {
+            if (takeHead(out, false)) return true;
         }
         return false;
     }
@@ -41,29 +43,54 @@ public:
     /// waits, which then stays.
     bool pop(Item& out, platform::Event& stopEvent) {
         for (;;) {
+            bool counted = false;
             if (taken_.load(std::memory_order_relaxed) > 0) {
                 if (platform::wait(stopEvent, 0)) return false;
             } else {
-                const int which = platform::waitAny({&stopEvent, &available_}, platform::kInfinite, patience_);
-                if (which == 0) return false;
+                const Waiting waiting(*this);
+                // Looked at again: a taker that left entries in the list either sees this one waiting or is seen here.
+                if (taken_.load() == 0) {
+                    const int which = platform::waitAny({&stopEvent, &available_}, platform::kInfinite, patience_);
+                    if (which == 0) return false;
+                    counted = true;
+                } else if (platform::wait(stopEvent, 0)) {
+                    return false;
+                }
             }
-            if (takeHead(out)) return true;
+            if (takeHead(out, counted)) return true;
         }
     }
 
 private:
-    // False when another taker was faster. What `out` held before goes after the lock is released.
-    bool takeHead(Item& out) {
+    /// Counts a taker that waits, or is about to.
+    struct Waiting {
+        explicit Waiting(SemaphoreQueue& owner) : queue(owner) { ++queue.waiting_; }
+        ~Waiting() { --queue.waiting_; }
+        Waiting(const Waiting&) = delete;
+        Waiting& operator=(const Waiting&) = delete;
+        SemaphoreQueue& queue;
+    };
+
+    // False when another taker was faster. `counted`: the caller has taken a count, which goes back when the head comes
+    // from the takers' list, for which none stands. A count too many makes a taker look in vain once, and is gone at
+    // the next exchange. What `out` held before goes after the lock is released.
+    bool takeHead(Item& out, bool counted) {
         std::unique_lock hold(takeLock_);
         if (take_.empty()) {
             const std::lock_guard holdPut(putLock_);
             take_.swap(put_);
+            taken_.store(take_.size());
             available_.takeAll();
+        } else if (counted) {
+            available_.release();
         }
-        taken_.store(take_.empty() ? 0 : take_.size() - 1, std::memory_order_relaxed);
         if (take_.empty()) return false;
         Item head = take_.pop();
-        if (!take_.empty()) prefetch(take_.front());
+        taken_.store(take_.size());
+        if (!take_.empty()) {
+            prefetch(take_.front());
+            if (waiting_.load() > 0) available_.release();
+        }
         hold.unlock();
         out = std::move(head);
         return true;
@@ -82,11 +109,12 @@ private:
     platform::LeafLock takeLock_;
     GrowingRing<Item> take_;
     std::atomic<std::size_t> taken_{0};  ///< entries of take_, for a look without the lock
+    std::atomic<int> waiting_{0};        ///< takers in pop's wait
     platform::Patience patience_;
 
     alignas(platform::kCacheLine) platform::LeafLock putLock_;
     GrowingRing<Item> put_;
-    platform::Semaphore available_;  ///< as many counts as entries in put_
+    platform::Semaphore available_;  ///< what put_ holds, give or take what takers hold at the moment
 };
 
 }  // namespace mcgate::foundation

@@ -11,7 +11,8 @@
 struct ISenderConfig : IUnknown {
     static constexpr GUID iid = mcgate::platform::guid("{20587B2B-8B71-4384-B265-233D646816FB}");
 
-    /// Plugs in a log, not owned; null returns to the built-in one. Belongs before the graph runs.
+    /// Plugs in a log, not owned; null returns to the built-in one. Belongs before the graph runs,
+    /// and has to outlive the filter.
     virtual HRESULT SetLogPerf(ILogPerf* log) = 0;
     /// Adds a destination: unicast or multicast `remote`, sent from `local`. S_OK and the new index, or E_FAIL and -1
     /// for a refused address. The list is read at the next Pause out of stopped.

@@ -32,7 +32,8 @@ struct ISourceConfig : IUnknown {
     /// is joined anew. Not range-checked; a change acts at the next silent turn.
     virtual HRESULT GetTimeout(std::uint32_t* milliseconds) = 0;
     virtual HRESULT SetTimeout(std::int32_t milliseconds) = 0;
-    /// Plugs in a log, not owned; null returns to the built-in one. The receiver uses only its buffer notices.
+    /// Plugs in a log, not owned; null returns to the built-in one. Belongs before the graph runs, and has to
+    /// outlive the filter. The receiver uses only its buffer notices.
     virtual HRESULT SetLogPerf(ILogPerf* log) = 0;
 
 protected:

@@ -69,20 +69,33 @@ HRESULT CMemAllocator::GetProperties(ALLOCATOR_PROPERTIES* properties) {
     return S_OK;
 }
 
-HRESULT CMemAllocator::Commit() try {
-    const std::lock_guard hold(takeLock_);
-    if (committed_) return S_OK;
-    if (!decommitPending_) {
-        const HRESULT status = allocate();
-        if (FAILED(status)) return status;
-        AddRef();
+HRESULT CMemAllocator::Commit() {
+    HRESULT status = S_OK;
+    bool giveUp = false;  // the reference that a pending decommit held
+    {
+        const std::lock_guard hold(takeLock_);
+        if (committed_) return S_OK;
+        const bool pending = decommitPending_;
+        // With the last sample back the decommit is over, though nobody has let the memory go yet: the sizes may be
+        // new.
+        if (pending && allBack()) releaseMemory();
+        if (made_ == 0) status = tryAllocate();
+        const std::lock_guard holdReturn(returnLock_);
+        decommitPending_ = false;
+        committed_ = SUCCEEDED(status);
+        giveUp = pending && !committed_;
+        if (!pending && committed_) AddRef();
     }
-    const std::lock_guard holdReturn(returnLock_);
-    decommitPending_ = false;
-    committed_ = true;
-    return S_OK;
-} catch (...) {
-    return mcgate::foundation::statusOfCurrentException();
+    if (giveUp) Release();
+    return status;
+}
+
+HRESULT CMemAllocator::tryAllocate() noexcept {
+    try {
+        return allocate();
+    } catch (...) {
+        return mcgate::foundation::statusOfCurrentException();
+    }
 }
 
 HRESULT CMemAllocator::allocate() {
@@ -159,11 +172,11 @@ CMediaSample* CMemAllocator::takeFree() noexcept {
     return std::exchange(free_, free_->next_);
 }
 
-// With takeLock_ held. No sample is touched: they may still lie in the other processor's cache.
+// With takeLock_ held. At most one sample is touched: they may still lie in the other processor's cache.
 void CMemAllocator::takeOverReturned() noexcept {
     const std::lock_guard hold(returnLock_);
     if (returned_ == nullptr) return;
-    firstReturned_->next_ = free_;
+    if (free_ != nullptr) firstReturned_->next_ = free_;
     free_ = std::exchange(returned_, nullptr);
     freeCount_ += std::exchange(returnedCount_, 0);
     anyReturned_.store(false, std::memory_order_relaxed);

@@ -17,12 +17,12 @@ class CMediaSample;
 ///
 /// Threads: any. Those who take samples and those who return them have a list and a lock each, so that at full speed
 /// the two sides rarely touch the same memory: takeLock_ (own list, state), then returnLock_ (returned list, waiters);
-/// a taker whose list is empty takes over the returned one. Neither is held while waiting. Decommit ends every wait.
-/// While committed, or with samples out, the pool keeps itself alive, so it may outlive pins and filters. Rules:
-/// properties are refused while committed (VFW_E_ALREADY_COMMITTED) or with samples out (VFW_E_BUFFERS_OUTSTANDING);
-/// the alignment must divide the page size (VFW_E_BADALIGN) and sizes are rounded up to it, prefix included; Commit
-/// without sizes gives VFW_E_SIZENOTSET; a decommit with samples out is pending until the last is back, and a commit
-/// meanwhile takes it back.
+/// a taker whose list is empty takes over the returned one. Neither is held while waiting. Decommit ends every wait
+/// (but not the 40 ms that a caller asked to sleep before one). While committed, or with samples out, the pool keeps
+/// itself alive, so it may outlive pins and filters. Rules: properties are refused while committed
+/// (VFW_E_ALREADY_COMMITTED) or with samples out (VFW_E_BUFFERS_OUTSTANDING); the alignment must divide the page size
+/// (VFW_E_BADALIGN) and sizes are rounded up to it, prefix included; Commit without sizes gives VFW_E_SIZENOTSET; a
+/// decommit with samples out is pending until the last is back, and a commit meanwhile takes it back.
 class CMemAllocator final : public CUnknown, public IMemAllocator {
 public:
     explicit CMemAllocator(IUnknown* outer);
@@ -47,6 +47,7 @@ private:
     using Hold = std::unique_lock<mcgate::platform::LeafLock>;
 
     HRESULT allocate();
+    HRESULT tryAllocate() noexcept;
     void releaseMemory() noexcept;
     CMediaSample* takeFree() noexcept;
     void takeOverReturned() noexcept;

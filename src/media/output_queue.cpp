@@ -4,6 +4,7 @@
 #include <new>
 #include <utility>
 
+#include "foundation/status.h"
 #include "platform/native_thread.h"
 
 using quorvel::system::thread::v1::kStartRunning;
@@ -226,7 +227,11 @@ void COutputQueue::sendBatch(Hold& hold) {
     const auto deliver = [&] {
         std::int32_t processed = 0;
         const auto count = static_cast<std::int32_t>(samples.size());
-        if (wanted) status = inputPin_->ReceiveMultiple(samples.data(), count, &processed);
+        try {
+            if (wanted) status = inputPin_->ReceiveMultiple(samples.data(), count, &processed);
+        } catch (...) {
+            status = mcgate::foundation::statusOfCurrentException();  // the samples still have to go back
+        }
         for (IMediaSample* sample : samples) sample->Release();
     };
     callDownstream(deliver, hold);

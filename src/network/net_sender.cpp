@@ -5,7 +5,6 @@
 #include <mutex>
 
 #include "foundation/exceptions.h"
-#include "foundation/log_exception.h"
 #include "foundation/status.h"
 #include "network/sock_udp_sender.h"
 #include "platform/clock.h"
@@ -103,13 +102,15 @@ void NetSender::drainLoop() {
 }
 
 void NetSender::drainQuietly() noexcept {
-    // Whoever holds the lock sends what is queued, or takes the destinations away: no use in waiting for it.
-    const std::unique_lock hold(lock_, std::try_to_lock);
+    // Whoever holds the lock sends what is queued, or takes the destinations away, or fails and leaves it to the next
+    // tick: no use in waiting for it.
+    std::unique_lock hold(lock_, std::try_to_lock);
     if (!hold.owns_lock()) return;
     try {
         drainQueue();
         lastFailure_.clear();
     } catch (...) {
+        hold.unlock();  // a log may take its time
         tellDrainFailure();
     }
 }
@@ -122,10 +123,10 @@ void NetSender::tellDrainFailure() noexcept {
         if (text == lastFailure_ && now - lastFailureTick_ < kRepeatMs) return;
         lastFailure_ = std::move(text);
         lastFailureTick_ = now;
-    } catch (const std::bad_alloc&) {
-        return;  // no memory to tell it: the next tick tries again
+        log_.Log(0, "%s", lastFailure_.c_str());
+    } catch (...) {
+        return;  // no memory to tell it, or a log that fails: the next tick tries again
     }
-    mcgate::foundation::logCurrentException(log_);
 }
 
 void NetSender::setDestinations(const std::vector<DestinationAddresses>& list) {

@@ -6,10 +6,19 @@
 
 #include "platform/leaf_lock.h"
 
+#if defined(__SANITIZE_THREAD__)
+#include <mutex>
+#endif
+
 namespace mcgate::platform {
 
+#if defined(__SANITIZE_THREAD__)
+/// The library's own, whose order of taking the thread sanitizer watches.
+using CriticalSection = std::recursive_mutex;
+#else
 /// Re-entrant: the thread that holds it may take it again. Satisfies Lockable, so std::lock_guard and std::unique_lock
 /// hold it by scope.
+/// Within one module: host and module know a thread by different marks, so a section belongs to one of them.
 class CriticalSection {
 public:
     void lock() noexcept {
@@ -47,5 +56,6 @@ private:
     std::atomic<Thread> owner_{0};  ///< only its own value means anything to a thread
     std::uint32_t depth_ = 0;       ///< of the owner alone
 };
+#endif
 
 }  // namespace mcgate::platform

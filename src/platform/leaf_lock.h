@@ -1,15 +1,15 @@
 #pragma once
-// The lock of short critical sections that two processors enter at full speed.
+// The lock that two processors may enter at full speed.
 
 #include <atomic>
 #include <cstdint>
 
 namespace mcgate::platform {
 
-/// A mutex whose uncontended lock and unlock are one atomic exchange each, without a call. A thread that finds it taken
-/// tries for about a microsecond, since a wait that long costs less than the two system calls of a sleep, and then
-/// sleeps. Not re-entrant; satisfies Lockable. After unlock() has let go, it touches nothing but the address, so that
-/// whoever takes the lock next may end what it lies in.
+/// A mutex whose uncontended lock and unlock are one atomic operation each, without a call. A thread that finds it
+/// taken tries for about a microsecond, since a wait that long costs less than the two system calls of a sleep, and
+/// then sleeps. Not re-entrant; satisfies Lockable. After unlock() has let go, it touches nothing but the address, so
+/// that whoever takes the lock next may end what it lies in.
 class LeafLock {
 public:
     LeafLock() noexcept = default;

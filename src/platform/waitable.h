@@ -110,8 +110,6 @@ public:
 
     /// Adds one; false, and no change, at the maximum.
     bool release() noexcept;
-    /// Takes one without waiting; takes no lock when the count is 0.
-    bool tryAcquire() noexcept { return tryTake(); }
     /// Takes all without waiting.
     void takeAll() noexcept { count_.store(0); }
     /// Whether there is one to take now.

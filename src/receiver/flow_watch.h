@@ -8,7 +8,7 @@
 
 /// What filter and worker share about the flow: whether data is flowing, who is told of changes, and how long silence
 /// may last. It belongs to the filter, so that setters need no worker and no lock. The worker sets the flag and tells;
-/// the filter's Start and Stop clear it without telling.
+/// the filter's Pause and Stop clear it without telling.
 struct FlowWatch {
     std::atomic<std::uint8_t> present{0};
     mcgate::foundation::CallbackSlot<IDataSourceListener> listener;

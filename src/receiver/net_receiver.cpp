@@ -87,6 +87,7 @@ void CNetReceiver::StopThread() {
         broken = pin_.BreakWait() || broken;
         patience = kLookAgainMs;  // it may have been on its way into the wait
     }
+    breakWaitAfterMs_ = kBreakWaitAfterMs;
     workerThread_->Wait();
     workerThread_.reset();
     if (broken) pin_.MendAfterBreak();

@@ -47,7 +47,7 @@ struct ReceiverMakers {
 ///
 /// Threads: the worker in ReceiveTurn; one control thread at a time (the filter's ConfigLock) in Start, StopThread and
 /// the destructor. ReceiveLock guards the listener and the counters; the worker holds it through wait, read, delivery
-/// and rebuild, and nobody else takes it but Start after the worker has ended. Order: ReceiveLock, then the listener's
+/// and rebuild, and nobody else takes it but Open after the worker has ended. Order: ReceiveLock, then the listener's
 /// or the filter's lock. StopThread waits with no lock of this class or of the filter held; a worker that waits for a
 /// free sample meanwhile is freed by decommitting the pool.
 class CNetReceiver {

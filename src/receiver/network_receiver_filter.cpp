@@ -17,8 +17,8 @@ bool isConfigured(const udp::Endpoint& source) {
     return udp::EndpointPort(source) != 0 && udp::EndpointFamily(source) != mcgate::platform::kFamilyNone;
 }
 
-// The patience that is left for a worker after the time spent waiting for ConfigLock: behind another stop it has had
-// its chance.
+// The patience that is left for a worker that waits for a sample, after the time spent waiting for ConfigLock: a caller
+// waits once for a dry pool, not once for each call ahead of it.
 std::uint32_t patienceSince(std::uint32_t asked) {
     const std::uint32_t waited = mcgate::platform::tickCount() - asked;
     return waited < CNetReceiver::kBreakWaitAfterMs ? CNetReceiver::kBreakWaitAfterMs - waited : 0;

@@ -18,10 +18,10 @@
 /// destruction.
 ///
 /// Locks, in this order: configLock_ (held through Pause and SetSource, so that one thread at a time makes, starts,
-/// stops and destroys workers; it is held while a worker ends, at most a turn of about 100 ms unless downstream blocks
-/// in a direct call), the worker's ReceiveLock, filterLock_ (state, pin, the worker pointer), and sourceLock_ as a leaf
-/// around copy, compare and swap of Source. No worker is waited for with filterLock_ held, and nothing takes
-/// configLock_ under it.
+/// stops and destroys workers; it is held while a worker ends, a turn of about 100 ms, 250 ms more when it waits for a
+/// free sample, without bound only while downstream blocks in a direct call), the worker's ReceiveLock, filterLock_
+/// (state, pin, the worker pointer), and sourceLock_ as a leaf around copy, compare and swap of Source. No worker is
+/// waited for with filterLock_ held, and nothing takes configLock_ under it.
 class CNetworkReceiverFilter final : public CBaseFilter,
                                      public ISourceConfig,
                                      public IAMFilterMiscFlags,

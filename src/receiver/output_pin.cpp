@@ -157,6 +157,7 @@ HRESULT CNetOutputPin::Active() {
             return status;
         }
     } catch (...) {
+        outputQueue_.reset();
         return mcgate::foundation::statusOfCurrentException();
     }
     CBaseOutputPin::Active();

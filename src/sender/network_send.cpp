@@ -15,6 +15,7 @@ namespace {
 
 constexpr std::uint32_t kMeritDoNotUse = 0x200000;
 constexpr int kTimeCritical = 15;
+constexpr std::uint32_t kPauseAfterFailureMs = 1;
 constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkSend, u"Quorvel Multicast Sender", kMeritDoNotUse, 0};
 
 }  // namespace
@@ -240,6 +241,6 @@ bool CNetworkSend::turnSurvives(SendLoop& loop) noexcept {
         return loop.turn();
     } catch (...) {
         mcgate::foundation::logCurrentException(log_);
-        return true;
+        return !mcgate::platform::wait(state_.stopEvent, kPauseAfterFailureMs);
     }
 }

@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstring>
 #include <exception>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "foundation/log_exception.h"
 #include "media/sample_helpers.h"
@@ -30,6 +32,7 @@ std::int64_t subtract(std::int64_t left, std::int64_t right) {
 // Truncated toward zero, and clamped: a clock may show anything.
 std::int64_t toTicks(double seconds) {
     constexpr double kLargest = 9.2e18;
+    if (std::isnan(seconds)) return 0;
     return static_cast<std::int64_t>(std::clamp(seconds * 10'000'000.0, -kLargest, kLargest));
 }
 
@@ -101,18 +104,21 @@ void SendLoop::rebase() {
     flushSeen = true;
 }
 
+// State first, lines after it: whatever a log does, a turn that begins anew finds things as they are.
 void SendLoop::onEmptyQueue() {
     if (state_.pacingEnabled.load(std::memory_order_relaxed) && state_.flushRequested.load() != 1) growOffset();
-    if (state_.flushRequested.load() == 1) environment_.log.Log(2, "Flush end");
+    const bool flushed = state_.flushRequested.load() == 1;
     state_.flushRequested.exchange(0);
     flushSeen = false;
+    if (flushed) environment_.log.Log(2, "Flush end");
 }
 
 void SendLoop::growOffset() {
-    if (!stabilizing) logOffsets("Time offset stabilizing from");
+    const std::int64_t before = stabilizationOffset;
+    const bool first = !std::exchange(stabilizing, true);
     stabilizationOffset += kTicksPerMillisecond;
     stabilizationTick = environment_.tick();
-    stabilizing = true;
+    if (first) logOffsets("Time offset stabilizing from", before);
 }
 
 bool SendLoop::isPaced() const {
@@ -141,8 +147,8 @@ std::optional<std::uint32_t> SendLoop::pacingWait(IMediaSample& sample) {
 
 void SendLoop::tellWhenStabilized() {
     if (!stabilizing || environment_.tick() - stabilizationTick <= kSettleMs) return;
-    logOffsets("Time offset stabilized to");
     stabilizing = false;
+    logOffsets("Time offset stabilized to", stabilizationOffset);
 }
 
 void SendLoop::sendSample(IMediaSample& sample) {
@@ -203,8 +209,8 @@ void SendLoop::sendTimeStamped(const std::uint8_t* data, std::int32_t length, RE
 
 void SendLoop::logException() noexcept { mcgate::foundation::logCurrentException(environment_.log); }
 
-void SendLoop::logOffsets(const char* progress) {
+void SendLoop::logOffsets(const char* progress, std::int64_t grown) {
     environment_.log.Log(2, "%s %d+%d ms", progress,
                          static_cast<int>(state_.timeOffset.load(std::memory_order_relaxed) / kTicksPerMillisecond),
-                         static_cast<int>(stabilizationOffset / kTicksPerMillisecond));
+                         static_cast<int>(grown / kTicksPerMillisecond));
 }

@@ -82,7 +82,7 @@ private:
     void sendPlain(const std::uint8_t* data, std::int32_t length, REFERENCE_TIME start);
     void sendTimeStamped(const std::uint8_t* data, std::int32_t length, REFERENCE_TIME start);
     void logException() noexcept;
-    void logOffsets(const char* progress);
+    void logOffsets(const char* progress, std::int64_t grown);
 
     SendState& state_;
     const SendLoopEnvironment environment_;

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <future>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "foundation/callback_slot.h"
 #include "foundation/com_exception.h"
@@ -125,6 +128,36 @@ TEST(SemaphoreQueue, TheStopEventWinsAndTheItemStays) {
     EXPECT_EQ(out, 1);
     EXPECT_TRUE(queue.tryPop(out));
     EXPECT_EQ(out, 2);
+}
+
+TEST(SemaphoreQueue, ManyTakersGetEveryItemOnce) {
+    constexpr int kItems = 20'000;
+    SemaphoreQueue<int> queue;
+    mcgate::platform::Event stop(mcgate::platform::Event::Reset::Manual);
+    std::vector<std::atomic<int>> seen(2 * kItems);
+    std::atomic<int> taken{0};
+    std::vector<std::thread> threads;
+    for (int taker = 0; taker < 3; ++taker) {
+        threads.emplace_back([&, taker] {
+            int item = 0;
+            while (taker == 0 ? queue.tryPop(item) || !mcgate::platform::wait(stop, 0) : queue.pop(item, stop)) {
+                if (item == 0) continue;  // nothing was there
+                ++seen[static_cast<std::size_t>(std::exchange(item, 0) - 1)];
+                ++taken;
+            }
+        });
+    }
+    for (int producer = 0; producer < 2; ++producer) {
+        threads.emplace_back([&queue, producer] {
+            for (int i = 0; i < kItems; ++i) queue.push(producer * kItems + i + 1);
+        });
+    }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (taken < 2 * kItems && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    EXPECT_EQ(taken, 2 * kItems) << "a taker sleeps beside an entry";
+    stop.set();
+    for (auto& thread : threads) thread.join();
+    for (const auto& count : seen) ASSERT_EQ(count, 1);
 }
 
 TEST(CriticalSectionGuard, LeavesOnceHoweverOftenItIsAsked) {

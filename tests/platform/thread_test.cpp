@@ -38,18 +38,19 @@ TEST(NativeThread, OneThatWasNeverResumedIsDiscarded) {
 }
 
 TEST(NativeThread, OneThatStillRunsOutlivesItsObject) {
-    Event go(Event::Reset::Manual);
-    Event done(Event::Reset::Manual);
+    // Shared, since nobody joins: the thread may still be inside set() when the wait for it returns.
+    const auto go = std::make_shared<Event>(Event::Reset::Manual);
+    const auto done = std::make_shared<Event>(Event::Reset::Manual);
     {
         const NativeThread thread(
-            [&] {
-                wait(go, kInfinite);
-                done.set();
+            [go, done] {
+                wait(*go, kInfinite);
+                done->set();
             },
             Start::Running);
     }
-    go.set();
-    EXPECT_TRUE(wait(done, 20'000));
+    go->set();
+    EXPECT_TRUE(wait(*done, 20'000));
 }
 
 TEST(NativeThread, WaitingForOneselfReturnsAtOnce) {

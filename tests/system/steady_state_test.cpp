@@ -29,6 +29,11 @@ void* operator new(std::size_t size) { return count(size, 0); }
 void* operator new(std::size_t size, std::align_val_t alignment) {
     return count(size, static_cast<std::size_t>(alignment));
 }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept try {
+    return count(size, 0);
+} catch (const std::bad_alloc&) {
+    return nullptr;
+}
 void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }

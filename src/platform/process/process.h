@@ -1,6 +1,6 @@
 #pragma once
-// What a process has once, shared by the host and every module loaded into it: the debug output with its hook, and the
-// tick offset for tests, what raised priority was granted. It lives in a small shared library of its own.
+// What a process has once, shared by the host and every module loaded into it: the debug output with its hook, the tick
+// offset for tests, and what raised priority was granted. It lives in a small shared library of its own.
 
 #include <cstdint>
 
