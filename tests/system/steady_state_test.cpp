@@ -25,9 +25,16 @@ void* count(std::size_t size, std::size_t alignment) {
 
 }  // namespace
 
+// Seen by the shared libraries, too: what they allocate is freed here, and must be counted alike.
+#pragma GCC visibility push(default)
 void* operator new(std::size_t size) { return count(size, 0); }
 void* operator new(std::size_t size, std::align_val_t alignment) {
     return count(size, static_cast<std::size_t>(alignment));
+}
+void* operator new(std::size_t size, std::align_val_t alignment, const std::nothrow_t&) noexcept try {
+    return count(size, static_cast<std::size_t>(alignment));
+} catch (const std::bad_alloc&) {
+    return nullptr;
 }
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept try {
     return count(size, 0);
@@ -38,6 +45,7 @@ void operator delete(void* memory) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, std::align_val_t) noexcept { std::free(memory); }
 void operator delete(void* memory, std::size_t, std::align_val_t) noexcept { std::free(memory); }
+#pragma GCC visibility pop
 
 namespace {
 
