@@ -109,26 +109,16 @@ private:
 /// Measures the spacing of what comes to the group in the other host, by the kernel's times.
 class Probe {
 public:
-    explicit Probe(const test::TwoHosts& hosts) {
-        hosts.peer.run([this] {
-            descriptor_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-            const int on = 1;
-            const int room = 8 << 20;
-            setsockopt(descriptor_, SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
-            setsockopt(descriptor_, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-            const test::Endpoint here(kGroup, kPort);
-            if (bind(descriptor_, here.get(), here.length) != 0) throw std::runtime_error("can't bind to the group");
-            group_req request{};
-            request.gr_interface = if_nametoindex("mc1");
-            request.gr_group = test::Endpoint(kGroup, 0).storage;
-            setsockopt(descriptor_, IPPROTO_IP, MCAST_JOIN_GROUP, &request, sizeof request);
-        });
+    explicit Probe(const test::TwoHosts& hosts) : socket_(test::listeningSocket(hosts.peer, kGroup, kPort, "mc1")) {
+        const int on = 1;
+        const int room = 8 << 20;
+        setsockopt(socket_.get(), SOL_SOCKET, SO_TIMESTAMPNS, &on, sizeof on);
+        setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
         thread_ = std::thread([this] { listen(); });
     }
     ~Probe() {
         ending_ = true;
         thread_.join();
-        close(descriptor_);
     }
     Probe(const Probe&) = delete;
     Probe& operator=(const Probe&) = delete;
@@ -136,7 +126,7 @@ public:
 
 private:
     void listen() {
-        pollfd watched{descriptor_, POLLIN, 0};
+        pollfd watched{socket_.get(), POLLIN, 0};
         while (!ending_) {
             if (poll(&watched, 1, 20) == 1) take();
         }
@@ -150,7 +140,7 @@ private:
         message.msg_iovlen = 1;
         message.msg_control = control.data();
         message.msg_controllen = control.size();
-        const ssize_t size = recvmsg(descriptor_, &message, MSG_DONTWAIT);
+        const ssize_t size = recvmsg(socket_.get(), &message, MSG_DONTWAIT);
         const cmsghdr* header = CMSG_FIRSTHDR(&message);
         if (size <= 0 || header == nullptr || header->cmsg_type != SCM_TIMESTAMPNS) return;
         timespec when{};
@@ -158,7 +148,7 @@ private:
         meter_.add(data.data(), static_cast<std::size_t>(size), when.tv_sec * 10'000'000LL + when.tv_nsec / 100);
     }
 
-    int descriptor_ = -1;
+    test::PlainSocket socket_;
     mcgate::host::StreamMeter meter_;
     std::atomic<bool> ending_{false};
     std::thread thread_;

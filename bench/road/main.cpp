@@ -58,7 +58,7 @@ int main(int argc, char** argv) {
         const test::TwoHosts hosts;
         std::vector<bench::Comparison> comparisons;
         {
-            const bench::JoinedGroup joined(hosts);
+            const test::PlainSocket joined = bench::joinGroup(hosts);
             comparisons.push_back(bench::senderComparison("sender, samples of 1316 bytes", 0.85, 1316, 1, 300'000));
             comparisons.push_back(bench::senderComparison("sender, samples of 188 bytes", 0.70, 188, 1, 100'000));
             comparisons.push_back(bench::senderComparison("sender, eight destinations", 0.90, 1316, 8, 50'000));

@@ -12,7 +12,6 @@
 #include "feeder.h"
 #include "foundation/log_perf.h"
 #include "sender/network_send.h"
-#include "support/plain_sockets.h"
 
 namespace bench {
 
@@ -91,19 +90,9 @@ Run senderRun(std::int32_t sampleSize, int destinations, int datagrams) {
 
 }  // namespace
 
-JoinedGroup::JoinedGroup(const test::TwoHosts& hosts) {
-    hosts.peer.run([this] {
-        descriptor_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        const test::Endpoint here(kGroup, kPort);
-        if (bind(descriptor_, here.get(), here.length) != 0) throw std::runtime_error("can't bind to the group");
-        group_req request{};
-        request.gr_interface = if_nametoindex("mc1");
-        request.gr_group = test::Endpoint(kGroup, 0).storage;
-        setsockopt(descriptor_, IPPROTO_IP, MCAST_JOIN_GROUP, &request, sizeof request);
-    });
+test::PlainSocket joinGroup(const test::TwoHosts& hosts) {
+    return test::listeningSocket(hosts.peer, kGroup, kPort, "mc1");
 }
-
-JoinedGroup::~JoinedGroup() { close(descriptor_); }
 
 Comparison senderComparison(const std::string& name, double wanted, std::int32_t sampleSize, int destinations,
                             int datagrams) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "measure.h"
+#include "support/plain_sockets.h"
 #include "support/two_hosts.h"
 
 namespace bench {
@@ -11,16 +12,7 @@ namespace bench {
 Comparison senderComparison(const std::string& name, double wanted, std::int32_t sampleSize, int destinations,
                             int datagrams);
 
-/// Keeps the group joined in the other host.
-class JoinedGroup {
-public:
-    explicit JoinedGroup(const test::TwoHosts& hosts);
-    ~JoinedGroup();
-    JoinedGroup(const JoinedGroup&) = delete;
-    JoinedGroup& operator=(const JoinedGroup&) = delete;
-
-private:
-    int descriptor_ = -1;
-};
+/// Keeps the group joined in the other host for as long as the socket lives.
+test::PlainSocket joinGroup(const test::TwoHosts& hosts);
 
 }  // namespace bench

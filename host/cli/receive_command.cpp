@@ -2,6 +2,7 @@
 #include <stdexcept>
 
 #include "cli/commands.h"
+#include "cli/demand.h"
 #include "cli/host_log.h"
 #include "cli/kernel_drops.h"
 #include "cli/module_loader.h"
@@ -21,10 +22,6 @@ using platform::ComPtr;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kLook{100};
-
-void demand(HRESULT status, const std::string& what) {
-    if (FAILED(status)) throw std::runtime_error(what + ": " + GetStatusText(status));
-}
 
 /// One run of the receiving graph.
 class Receiving {

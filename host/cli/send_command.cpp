@@ -6,12 +6,12 @@
 
 #include "cli/commands.h"
 #include "cli/datagram_counter.h"
+#include "cli/demand.h"
 #include "cli/host_log.h"
 #include "cli/module_loader.h"
 #include "cli/stop_signal.h"
 #include "cli/url.h"
 #include "filters/ts_file_source.h"
-#include "foundation/status.h"
 #include "graph/filter_graph.h"
 #include "interfaces/class_ids.h"
 #include "interfaces/i_delay_crossing_point_filter.h"
@@ -28,10 +28,6 @@ using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_poi
 
 constexpr std::chrono::milliseconds kLook{100};
 constexpr std::chrono::milliseconds kClockSettles{1050};
-
-void demand(HRESULT status, const std::string& what) {
-    if (FAILED(status)) throw std::runtime_error(what + ": " + GetStatusText(status));
-}
 
 const char* priorityName() {
     switch (platform::lastTimeCriticalClass()) {

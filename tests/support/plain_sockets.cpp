@@ -159,13 +159,19 @@ Stream::~Stream() {
     thread_.join();
 }
 
-Ear::Ear(const Host& host, const std::string& address, std::uint16_t port, const std::string& interfaceName)
-    : socket_(socketIn(host, isSix(address) ? AF_INET6 : AF_INET)) {
+PlainSocket listeningSocket(const Host& host, const std::string& address, std::uint16_t port,
+                            const std::string& interfaceName) {
+    PlainSocket made = socketIn(host, isSix(address) ? AF_INET6 : AF_INET);
     const Endpoint here(address, port);
+    require(made.bind(here, true), "can't listen on " + address);
+    if (isGroup(here)) host.run([&] { made.joinAnySource(address, interfaceName); });
+    return made;
+}
+
+Ear::Ear(const Host& host, const std::string& address, std::uint16_t port, const std::string& interfaceName)
+    : socket_(listeningSocket(host, address, port, interfaceName)) {
     const int room = 8 << 20;
     setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-    require(socket_.bind(here, true), "can't listen on " + address);
-    if (isGroup(here)) host.run([&] { socket_.joinAnySource(address, interfaceName); });
     thread_ = std::thread([this] { listen(); });
 }
 

@@ -44,6 +44,10 @@ private:
     int descriptor_;
 };
 
+/// A socket of the host, bound to address and port with reuse, and joined on the interface when that is a group.
+PlainSocket listeningSocket(const Host& host, const std::string& address, std::uint16_t port,
+                            const std::string& interfaceName);
+
 /// Sends text datagrams from one address of a host; a group leaves through the interface of that address.
 class Speaker {
 public:
