@@ -86,7 +86,7 @@ bool FindInterfaceIndex(const SocketAddress& local, std::uint32_t& index) {
     if (!mcgate::platform::listAdapters(adapters)) return false;
     for (const auto& adapter : adapters) {
         for (const auto& address : adapter.unicast) {
-            if (!sameAddress(address, local)) continue;
+            if (!sameAddress(address.address, local)) continue;
             index = adapter.index;
             return true;
         }

@@ -9,10 +9,26 @@
 
 namespace mcgate::platform {
 
+/// Bits of Adapter::flags, in the numbers of this system.
+enum AdapterFlag : std::uint32_t {
+    AdapterUp = 1,  ///< set up by the administrator, cable or not
+    AdapterBroadcast = 2,
+    AdapterLoopback = 4,
+    AdapterPointToPoint = 8,
+    AdapterMulticast = 16,
+};
+
+struct AdapterAddress {
+    SocketAddress address;    ///< port 0
+    SocketAddress broadcast;  ///< port 0; family 0 when it has none
+    std::uint8_t prefixLength = 0;
+};
+
 struct Adapter {
     std::uint32_t index = 0;
     std::string name;
-    std::vector<SocketAddress> unicast;  ///< port 0, in the kernel's order
+    std::uint32_t flags = 0;              ///< of AdapterFlag
+    std::vector<AdapterAddress> unicast;  ///< in the kernel's order
 };
 
 /// Fills `adapters` in ascending order of index; adapters without an address are left out. False, and an empty list,

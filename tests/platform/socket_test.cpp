@@ -78,7 +78,7 @@ TEST(Adapters, TheLoopbackInterfaceIsListedUnderItsIndex) {
     ASSERT_FALSE(adapters.empty());
     EXPECT_EQ(adapters.front().index, 1U);
     EXPECT_EQ(adapters.front().name, "lo");
-    EXPECT_EQ(numericText(adapters.front().unicast.front()), "127.0.0.1");
+    EXPECT_EQ(numericText(adapters.front().unicast.front().address), "127.0.0.1");
 }
 
 }  // namespace

@@ -76,25 +76,46 @@ void eachAttribute(const rtattr* first, std::size_t size, const std::function<vo
     for (const rtattr* one = first; RTA_OK(one, left); one = RTA_NEXT(one, left)) each(*one);
 }
 
-// The local address of a point-to-point link stands apart from the peer's.
-SocketAddress addressOf(const nlmsghdr& record, const ifaddrmsg& header) {
+SocketAddress addressOf(std::uint16_t family, const rtattr& attribute) {
     SocketAddress address;
+    address.setFamily(family);
+    std::memcpy(address.address(), RTA_DATA(&attribute), family == kFamilyIPv4 ? 4 : 16);
+    return address;
+}
+
+bool isLinkLocal(const SocketAddress& address) {
+    return address.family() == kFamilyIPv6 && address.address()[0] == 0xFE && (address.address()[1] & 0xC0) == 0x80;
+}
+
+// Family 0 for an address that is neither IPv4 nor IPv6.
+AdapterAddress addressOf(const nlmsghdr& record, const ifaddrmsg& header) {
+    AdapterAddress result;
     const auto family = header.ifa_family == AF_INET    ? kFamilyIPv4
                         : header.ifa_family == AF_INET6 ? kFamilyIPv6
                                                         : kFamilyNone;
-    if (family == kFamilyNone) return address;
+    if (family == kFamilyNone) return result;
     const std::size_t size = family == kFamilyIPv4 ? 4 : 16;
-    bool local = false;
+    result.prefixLength = header.ifa_prefixlen;
+    bool local = false;  // the local address of a point-to-point link stands apart from the peer's
     eachAttribute(IFA_RTA(&header), IFA_PAYLOAD(&record), [&](const rtattr& one) {
-        if (RTA_PAYLOAD(&one) < size || (one.rta_type != IFA_LOCAL && one.rta_type != IFA_ADDRESS) || local) return;
+        if (RTA_PAYLOAD(&one) < size) return;
+        if (one.rta_type == IFA_BROADCAST) result.broadcast = addressOf(family, one);
+        if ((one.rta_type != IFA_LOCAL && one.rta_type != IFA_ADDRESS) || local) return;
         local = one.rta_type == IFA_LOCAL;
-        address.setFamily(family);
-        std::memcpy(address.address(), RTA_DATA(&one), size);
-        const bool linkLocal =
-            family == kFamilyIPv6 && address.address()[0] == 0xFE && (address.address()[1] & 0xC0) == 0x80;
-        address.setScope(linkLocal ? header.ifa_index : 0);
+        result.address = addressOf(family, one);
     });
-    return address;
+    if (isLinkLocal(result.address)) result.address.setScope(header.ifa_index);
+    return result;
+}
+
+std::uint32_t flagsOf(unsigned native) {
+    std::uint32_t flags = 0;
+    if ((native & IFF_UP) != 0) flags |= AdapterUp;
+    if ((native & IFF_BROADCAST) != 0) flags |= AdapterBroadcast;
+    if ((native & IFF_LOOPBACK) != 0) flags |= AdapterLoopback;
+    if ((native & IFF_POINTOPOINT) != 0) flags |= AdapterPointToPoint;
+    if ((native & IFF_MULTICAST) != 0) flags |= AdapterMulticast;
+    return flags;
 }
 
 using Result = RouteSocket::Result;
@@ -106,6 +127,7 @@ Result dumpAdapters(std::map<std::uint32_t, Adapter>& byIndex) {
         const auto& header = *static_cast<const ifinfomsg*>(NLMSG_DATA(&record));
         const auto index = static_cast<std::uint32_t>(header.ifi_index);
         byIndex[index].index = index;
+        byIndex[index].flags = flagsOf(header.ifi_flags);
         eachAttribute(IFLA_RTA(&header), IFLA_PAYLOAD(&record), [&](const rtattr& one) {
             if (one.rta_type == IFLA_IFNAME) byIndex[index].name = static_cast<const char*>(RTA_DATA(&one));
         });
@@ -114,8 +136,8 @@ Result dumpAdapters(std::map<std::uint32_t, Adapter>& byIndex) {
     const Result addresses = kernel.dump(RTM_GETADDR, [&byIndex](const nlmsghdr& record) {
         if (record.nlmsg_type != RTM_NEWADDR) return;
         const auto& header = *static_cast<const ifaddrmsg*>(NLMSG_DATA(&record));
-        const SocketAddress address = addressOf(record, header);
-        if (address.family() == kFamilyNone) return;
+        const AdapterAddress address = addressOf(record, header);
+        if (address.address.family() == kFamilyNone) return;
         byIndex[header.ifa_index].index = header.ifa_index;
         byIndex[header.ifa_index].unicast.push_back(address);
     });

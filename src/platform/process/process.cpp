@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 
 namespace mcgate::process {
@@ -13,6 +14,9 @@ std::atomic<DebugHook> hook{nullptr};
 void* hookContext = nullptr;
 std::atomic<std::uint32_t> offset{0};
 std::atomic<int> timeCritical{0};
+std::mutex interfacesLock;   // a leaf
+void* interfaces = nullptr;  // under interfacesLock, as is its size
+std::size_t interfacesSize = 0;
 
 bool passToHook(const char* text) noexcept {
     if (hook.load() == nullptr) return false;
@@ -42,5 +46,25 @@ void setTickOffset(std::uint32_t milliseconds) noexcept { offset.store(milliseco
 int timeCriticalClass() noexcept { return timeCritical.load(std::memory_order_relaxed); }
 
 void setTimeCriticalClass(int priorityClass) noexcept { timeCritical.store(priorityClass, std::memory_order_relaxed); }
+
+InterfaceBlock interfaceBlock() noexcept {
+    const std::lock_guard hold(interfacesLock);
+    return {interfaces, interfacesSize};
+}
+
+bool keepInterfaceBlock(void* data, std::size_t size) noexcept {
+    const std::lock_guard hold(interfacesLock);
+    if (interfaces != nullptr) return false;
+    interfaces = data;
+    interfacesSize = size;
+    return true;
+}
+
+void dropInterfaceBlock() noexcept {
+    const std::lock_guard hold(interfacesLock);
+    std::free(interfaces);
+    interfaces = nullptr;
+    interfacesSize = 0;
+}
 
 }  // namespace mcgate::process

@@ -1,7 +1,9 @@
 #pragma once
 // What a process has once, shared by the host and every module loaded into it: the debug output with its hook, the tick
-// offset for tests, and what raised priority was granted. It lives in a small shared library of its own.
+// offset for tests, what raised priority was granted, and the list of local interfaces. It lives in a small shared
+// library of its own.
 
+#include <cstddef>
 #include <cstdint>
 
 #define MCGATE_PROCESS_API __attribute__((visibility("default")))
@@ -24,5 +26,19 @@ MCGATE_PROCESS_API void setTickOffset(std::uint32_t milliseconds) noexcept;
 /// What the last request for time-critical priority got, in any module of the process: a platform::PriorityClass.
 MCGATE_PROCESS_API int timeCriticalClass() noexcept;
 MCGATE_PROCESS_API void setTimeCriticalClass(int priorityClass) noexcept;
+
+/// The list of local interfaces as a block of memory; what its bytes mean is the filler's business. Null until one is
+/// kept, unchanged from then on.
+struct InterfaceBlock {
+    const void* data = nullptr;
+    std::size_t size = 0;  ///< bytes
+};
+/// Any thread.
+MCGATE_PROCESS_API InterfaceBlock interfaceBlock() noexcept;
+/// Takes over `data`, which came from std::malloc, and gives true; false, and nothing happens, when a block is kept
+/// already. Any thread: of several, one wins.
+MCGATE_PROCESS_API bool keepInterfaceBlock(void* data, std::size_t size) noexcept;
+/// For tests, between which nobody reads: frees the block.
+MCGATE_PROCESS_API void dropInterfaceBlock() noexcept;
 
 }  // namespace mcgate::process
