@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "foundation/status.h"
 #include "platform/clock.h"
 
 namespace mcgate::host {
@@ -33,12 +34,15 @@ HRESULT FilterGraph::NonDelegatingQueryInterface(const GUID& id, void** object) 
     return CUnknown::NonDelegatingQueryInterface(id, object);
 }
 
-HRESULT FilterGraph::AddFilter(IBaseFilter* filter, const WCHAR* name) {
+HRESULT FilterGraph::AddFilter(IBaseFilter* filter, const WCHAR* name) try {
     if (filter == nullptr) return E_POINTER;
+    filters_.reserve(filters_.size() + 1);  // what may fail comes first
     const HRESULT joined = filter->JoinFilterGraph(this, name);
     if (FAILED(joined)) return joined;
     filters_.emplace_back(filter);
     return filter->SetSyncSource(clock_.get());
+} catch (...) {
+    return foundation::statusOfCurrentException();
 }
 
 HRESULT FilterGraph::addFilter(IBaseFilter* filter, const std::string& name) {
@@ -55,11 +59,13 @@ HRESULT FilterGraph::RemoveFilter(IBaseFilter* filter) {
     return S_OK;
 }
 
-HRESULT FilterGraph::Notify(std::int32_t code, std::intptr_t param1, std::intptr_t param2) {
+HRESULT FilterGraph::Notify(std::int32_t code, std::intptr_t param1, std::intptr_t param2) try {
     const std::lock_guard hold(lock_);
     events_.push_back({code, param1, param2});
     arrived_.notify_all();
     return S_OK;
+} catch (...) {
+    return foundation::statusOfCurrentException();
 }
 
 HRESULT FilterGraph::connect(IPin* output, IPin* input, const AM_MEDIA_TYPE* type) {

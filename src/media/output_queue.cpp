@@ -12,6 +12,16 @@ using quorvel::system::thread::v1::Thread;
 
 namespace {
 
+// Downstream is a host's: what it throws must not end the thread that calls it.
+template <class Call>
+HRESULT guarded(Call&& call) noexcept {
+    try {
+        return call();
+    } catch (...) {
+        return mcgate::foundation::statusOfCurrentException();
+    }
+}
+
 std::size_t atLeast(std::int32_t value, std::int32_t least) { return static_cast<std::size_t>(std::max(value, least)); }
 
 }  // namespace
@@ -227,11 +237,7 @@ void COutputQueue::sendBatch(Hold& hold) {
     const auto deliver = [&] {
         std::int32_t processed = 0;
         const auto count = static_cast<std::int32_t>(samples.size());
-        try {
-            if (wanted) status = inputPin_->ReceiveMultiple(samples.data(), count, &processed);
-        } catch (...) {
-            status = mcgate::foundation::statusOfCurrentException();  // the samples still have to go back
-        }
+        if (wanted) status = guarded([&] { return inputPin_->ReceiveMultiple(samples.data(), count, &processed); });
         for (IMediaSample* sample : samples) sample->Release();
     };
     callDownstream(deliver, hold);
@@ -242,13 +248,15 @@ void COutputQueue::sendBatch(Hold& hold) {
 
 void COutputQueue::sendEndOfStream(Hold& hold) {
     sendBatch(hold);
-    if (status_ == S_OK) callDownstream([this] { pin_->EndOfStream(); }, hold);
+    if (status_ != S_OK) return;
+    callDownstream([this] { guarded([this] { return pin_->EndOfStream(); }); }, hold);
 }
 
 void COutputQueue::sendSegment(const Segment& segment, Hold& hold) {
     sendBatch(hold);
     if (status_ != S_OK) return;
-    callDownstream([&] { pin_->NewSegment(segment.start, segment.stop, segment.rate); }, hold);
+    const auto tell = [&] { return pin_->NewSegment(segment.start, segment.stop, segment.rate); };
+    callDownstream([&] { guarded(tell); }, hold);
 }
 
 void COutputQueue::releaseAll(mcgate::foundation::GrowingRing<Item>& items, const std::vector<IMediaSample*>& batched) {

@@ -155,6 +155,19 @@ TEST_F(OutputQueue, AStatusOtherThanOkSticksAndEndsTheStream) {
     }
 }
 
+TEST_F(OutputQueue, WhatDownstreamThrowsEndsNoThread) {
+    collector->throwAtCommands();
+    for (const bool threaded : {true, false}) {
+        makeQueue(threaded);
+        queue->NewSegment(0, 1, 1.0);
+        queue->EOS();
+        queue->WaitUntilEmpty();
+    }
+    waitUntilIdle();
+    queue.reset();
+    EXPECT_EQ(collector->calls(), (Calls{"segment", "end", "segment", "end"}));
+}
+
 TEST_F(OutputQueue, TheDestructorReleasesWhatIsLeft) {
     makeQueue(true);
     collector->block();

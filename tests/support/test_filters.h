@@ -10,6 +10,7 @@
 #include <cstring>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -130,6 +131,10 @@ public:
             blockEnd_ = endOfStreamToo;
         });
     }
+    /// EndOfStream and NewSegment throw from now on, as no pin should.
+    void throwAtCommands() {
+        set([&] { throwing_ = true; });
+    }
     void release() {
         set([&] { blocked_ = blockEnd_ = false; });
     }
@@ -248,7 +253,7 @@ private:
             return CBaseInputPin::EndFlush();
         }
         HRESULT NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) override {
-            owner_.set([this] { owner_.calls_.push_back("segment"); });
+            owner_.set([this] { owner_.note("segment"); });
             return S_OK;
         }
 
@@ -288,8 +293,12 @@ private:
         std::unique_lock hold(lock_);
         waitInside(hold, blockEnd_);
         ++ends_;
-        calls_.push_back("end");
         changed_.notify_all();
+        note("end");
+    }
+    void note(const char* command) {
+        calls_.push_back(command);
+        if (throwing_) throw std::runtime_error(command);
     }
     void waitInside(std::unique_lock<std::mutex>& hold, const bool& gate) {
         if (!gate) return;
@@ -321,6 +330,7 @@ private:
     HRESULT answer_ = S_OK;
     bool blocked_ = false;
     bool blockEnd_ = false;
+    bool throwing_ = false;
     bool holding_ = false;
     std::chrono::milliseconds slowness_{0};
     int inside_ = 0;
