@@ -16,12 +16,10 @@ class COMException : public QuorvelException {
 public:
     explicit COMException(HRESULT status) noexcept : code(status) {}
     const char* what() const noexcept override;
+    /// Writes both texts and gives the one without prefix and number. Throws std::bad_alloc.
+    virtual const char* BuildMessage() const;
 
     const HRESULT code;
-
-protected:
-    /// Writes both texts and gives the one without prefix and number.
-    virtual const char* BuildMessage() const;
 
 private:
     mutable std::string fullText;

@@ -15,7 +15,6 @@ struct Row {
 
 constexpr bool operator<(const Row& row, HRESULT status) { return row.status < status; }
 
-// In ascending order of the signed status.
 constexpr Row kErrorTable[] = {
     {makeStatus(0x80250000), "No error"},
     {makeStatus(0x80250001), "Internal error"},
@@ -66,6 +65,10 @@ constexpr Row kErrorTable[] = {
     {makeStatus(0x8025008B), "Could not get the IP address table"},
     {makeStatus(0x8025008C), "Some stream names used for RTMP connection are the same"},
 };
+
+constexpr bool isOutOfOrder(const Row& row, const Row& next) { return row.status >= next.status; }
+static_assert(std::adjacent_find(std::begin(kErrorTable), std::end(kErrorTable), isOutOfOrder) == std::end(kErrorTable),
+              "rows stand in ascending order of the signed status, each once");
 
 }  // namespace
 

@@ -58,12 +58,17 @@ AddressText AddressToText(const SocketAddress& address) {
     return {mcgate::platform::numericText(address), address.port()};
 }
 
-SocketAddress resolveUnicast(const std::string& text, std::uint32_t port) {
+SocketAddress resolve(const std::string& text, std::uint32_t port) {
     SocketAddress address;
     if (const int status = ResolveAddress(text, port, address); status != 0) {
         throw std::runtime_error(
             FormatText("getaddrinfo failed with %s", mcgate::platform::resolveErrorText(status).c_str()));
     }
+    return address;
+}
+
+SocketAddress resolveUnicast(const std::string& text, std::uint32_t port) {
+    const SocketAddress address = resolve(text, port);
     if (!IsUnicastAddress(address)) {
         throw std::runtime_error(FormatText("not a valid unicast address %s", text.c_str()));
     }
@@ -71,13 +76,7 @@ SocketAddress resolveUnicast(const std::string& text, std::uint32_t port) {
 }
 
 DestinationAddresses MakeDestinationAddresses(const std::string& local, std::uint32_t port, const std::string& remote) {
-    DestinationAddresses result;
-    result.Local = resolveUnicast(local, 0);
-    if (const int status = ResolveAddress(remote, port, result.Remote); status != 0) {
-        throw std::runtime_error(
-            FormatText("getaddrinfo failed with %s", mcgate::platform::resolveErrorText(status).c_str()));
-    }
-    return result;
+    return {resolveUnicast(local, 0), resolve(remote, port)};
 }
 
 bool FindInterfaceIndex(const SocketAddress& local, std::uint32_t& index) {

@@ -43,6 +43,8 @@ DestinationAddresses MakeDestinationAddresses(const std::string& local, std::uin
 /// none does. Asks the kernel at each call.
 bool FindInterfaceIndex(const SocketAddress& local, std::uint32_t& index);
 
+/// As ResolveAddress, but throws std::runtime_error "getaddrinfo failed with ...".
+SocketAddress resolve(const std::string& text, std::uint32_t port);
 /// Resolves `text` and demands a unicast address; errors as MakeDestinationAddresses.
 SocketAddress resolveUnicast(const std::string& text, std::uint32_t port);
 

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "foundation/format_text.h"
-#include "platform/socket.h"
 
 namespace quorvel::network::udp::lib_udp::v2_1 {
 
@@ -13,11 +12,7 @@ using mcgate::foundation::FormatText;
 namespace {
 
 SocketAddress resolveGroup(const std::string& text) {
-    SocketAddress group;
-    if (const int status = ResolveAddress(text, 0, group); status != 0) {
-        throw std::runtime_error(
-            FormatText("getaddrinfo failed with %s", mcgate::platform::resolveErrorText(status).c_str()));
-    }
+    const SocketAddress group = resolve(text, 0);
     if (!IsMulticastAddress(group)) {
         throw std::runtime_error(FormatText("not a valid multicast address %s", text.c_str()));
     }

@@ -15,7 +15,6 @@ using mcgate::foundation::textOfCurrentException;
 
 namespace {
 
-constexpr int kTimeCritical = 15;
 constexpr std::uint32_t kTickMs = 1;
 constexpr std::uint32_t kRepeatMs = 1000;
 
@@ -24,7 +23,7 @@ constexpr std::uint32_t kRepeatMs = 1000;
 NetSender::NetSender(quorvel::log::i_logger::v0::ILogger& log, SenderMaker maker)
     : log_(log), maker_(std::move(maker)) {
     drainThread_.emplace([this] { drainLoop(); }, quorvel::system::thread::v1::kStartRunning);
-    drainThread_->handle().setPriority(kTimeCritical);
+    drainThread_->handle().setPriority(mcgate::platform::kPriorityTimeCritical);
 }
 
 NetSender::~NetSender() {

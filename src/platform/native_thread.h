@@ -8,6 +8,10 @@
 
 namespace mcgate::platform {
 
+/// The priorities that setPriority knows.
+inline constexpr int kPriorityTimeCritical = 15;
+inline constexpr int kPriorityHighest = 2;
+
 /// What a thread asked for and what the system allowed; a refusal is never a failure.
 enum class PriorityClass { Normal, Nice, RealTime };
 
@@ -25,8 +29,8 @@ public:
     NativeThread(const NativeThread&) = delete;
     NativeThread& operator=(const NativeThread&) = delete;
 
-    /// 15 (time critical): round robin 10 where the process may, else nice -11 or what the limit allows. 2 (highest):
-    /// nice -5 the same way. Others: no change. False, with lastError() 6, only when the thread has ended.
+    /// Time critical: round robin 10 where the process may, else nice -11 or what the limit allows. Highest: nice -5
+    /// the same way. Others: no change. False, with lastError() 6, only when the thread has ended.
     bool setPriority(int priority);
     /// Lets a suspended thread run; false, with lastError() 6, when it was not suspended.
     bool resume();
@@ -42,7 +46,7 @@ private:
 /// As NativeThread::setPriority, for the calling thread. Gives what it got.
 PriorityClass setCurrentThreadPriority(int priority);
 
-/// What setCurrentThreadPriority and setPriority got for priority 15 the last time in this process; Normal before the
+/// What setCurrentThreadPriority and setPriority got for time critical the last time in this process; Normal before the
 /// first call.
 PriorityClass lastTimeCriticalClass() noexcept;
 

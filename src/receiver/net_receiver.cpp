@@ -14,7 +14,6 @@ using quorvel::system::thread::v1::Thread;
 
 namespace {
 
-constexpr int kHighest = 2;
 constexpr std::uint32_t kLookAgainMs = 50;
 constexpr std::chrono::milliseconds kPauseAfterFailure{1};
 
@@ -70,7 +69,7 @@ HRESULT CNetReceiver::Launch() {
         stopEvent_.reset();
         ended_.reset();
         auto thread = std::make_unique<Thread>([this] { ThreadBody(); }, quorvel::system::thread::v1::kStartSuspended);
-        if (!thread->handle().setPriority(kHighest) || !thread->handle().resume()) {
+        if (!thread->handle().setPriority(mcgate::platform::kPriorityHighest) || !thread->handle().resume()) {
             return HRESULT_FROM_WIN32(mcgate::platform::lastError());
         }
         workerThread_ = std::move(thread);

@@ -14,7 +14,6 @@ namespace udp = quorvel::network::udp::lib_udp::v2_1;
 namespace {
 
 constexpr std::uint32_t kMeritDoNotUse = 0x200000;
-constexpr int kTimeCritical = 15;
 constexpr std::uint32_t kPauseAfterFailureMs = 1;
 constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkSend, u"Quorvel Multicast Sender", kMeritDoNotUse, 0};
 
@@ -218,7 +217,7 @@ HRESULT CNetworkSend::SetOutputCrossingCallback(IDelayCrossingCallback* callback
 }
 
 void CNetworkSend::sendLoop() {
-    mcgate::platform::setCurrentThreadPriority(kTimeCritical);
+    mcgate::platform::setCurrentThreadPriority(mcgate::platform::kPriorityTimeCritical);
     try {
         SendLoop loop(state_, SendLoopEnvironment{
                                   [] { return mcgate::platform::millisecondClock() / 1000.0; },

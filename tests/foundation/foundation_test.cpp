@@ -35,9 +35,12 @@ TEST(Status, ErrorNumbersAndExceptionsBecomeStatuses) {
         return S_OK;
     };
     EXPECT_EQ(statusOf([] { throw COMException(E_POINTER); }), E_POINTER);
+    EXPECT_EQ(statusOf([] { throw COMException(S_FALSE); }), E_FAIL) << "something failed, whatever it carries";
     EXPECT_EQ(statusOf([] { throw quorvel::system::com_utils::v1::COMException(E_NOTIMPL); }), E_NOTIMPL);
     EXPECT_EQ(statusOf([] { ThrowStatus(E_UNEXPECTED); }), E_UNEXPECTED);
     EXPECT_EQ(statusOf([] { throw std::bad_alloc(); }), E_OUTOFMEMORY);
+    EXPECT_EQ(statusOf([] { throw quorvel::cpp_utils::exception_utils::v1::ExceptionTemplate<int>("x"); }), E_FAIL);
+    EXPECT_EQ(statusOf([] { throw std::runtime_error("x"); }), E_FAIL);
     EXPECT_EQ(statusOf([] { throw 5; }), E_FAIL);
 }
 
@@ -53,6 +56,7 @@ TEST(Status, EveryCodeThatIsRaisedHasAText) {
 
 TEST(ComException, BuildsItsTextWhenAsked) {
     const COMException own(makeStatus(0x80250001));
+    EXPECT_STREQ(own.BuildMessage(), "Internal error");
     EXPECT_STREQ(own.what(), "Quorvel Error 80250001: Internal error");
     EXPECT_STREQ(own.what(), "Quorvel Error 80250001: Internal error");
     EXPECT_STREQ(COMException(1).what(), "COM Error 1: Invalid error code");

@@ -20,8 +20,6 @@ namespace mcgate::platform {
 
 namespace {
 
-constexpr int kTimeCritical = 15;
-constexpr int kHighest = 2;
 constexpr int kRoundRobinPriority = 10;
 constexpr int kTimeCriticalNice = -11;
 constexpr int kHighestNice = -5;
@@ -51,8 +49,8 @@ PriorityClass raiseNice(pid_t thread, int wanted) {
 }
 
 PriorityClass applyPriority(pid_t thread, int priority) {
-    if (priority == kHighest) return raiseNice(thread, kHighestNice);
-    if (priority != kTimeCritical) return PriorityClass::Normal;
+    if (priority == kPriorityHighest) return raiseNice(thread, kHighestNice);
+    if (priority != kPriorityTimeCritical) return PriorityClass::Normal;
     sched_param parameters{};
     parameters.sched_priority = kRoundRobinPriority;
     const bool realTime = sched_setscheduler(thread, SCHED_RR | kResetOnFork, &parameters) == 0;
