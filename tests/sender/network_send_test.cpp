@@ -221,18 +221,58 @@ TEST_F(NetworkSendTest, ThePinAcceptsThreeTypesAndAsksForThirtySeconds) {
     }
 }
 
-TEST_F(NetworkSendTest, SamplesCrossInOrderAndEndIsToldOnce) {
+TEST_F(NetworkSendTest, SamplesCrossInOrderEachPointOnItsOwnThread) {
+    feeder = ComPtr<test::FeedingFilter>(new test::FeedingFilter(transportType(0), 64));
     filter->SetInputCrossingCallback(&input);
     filter->SetOutputCrossingCallback(&output);
+    std::thread::id sender;
+    std::vector<std::size_t> sent;
+    input.onCrossing = [caller = std::this_thread::get_id()](std::uint64_t) {
+        EXPECT_EQ(std::this_thread::get_id(), caller);
+    };
+    output.onCrossing = [&](std::uint64_t) {
+        if (sender == std::thread::id()) sender = std::this_thread::get_id();
+        EXPECT_EQ(std::this_thread::get_id(), sender);
+        sent.push_back(network.datagrams().size());
+    };
     run();
+    output.hold(true);  // the loop stands with the first sample, the others queue up
+    Ids all;
     for (std::uint64_t id = 1; id <= 50; ++id) {
-        ASSERT_EQ(
-            feeder->deliver(std::vector<std::uint8_t>(1500, static_cast<std::uint8_t>(id)), {.start = 0, .dataId = id}),
-            S_OK);
-        ASSERT_TRUE(output.waitFor(id));
+        ASSERT_EQ(feed(id), S_OK);
+        all.push_back(id);
+        EXPECT_EQ(input.ids(), all);
     }
-    EXPECT_EQ(input.ids(), output.ids());
-    EXPECT_EQ(network.bytes().size(), 75'000U);
+    output.hold(false);
+    ASSERT_TRUE(output.waitFor(50));
+    EXPECT_EQ(output.ids(), all);
+    for (std::size_t i = 0; i < sent.size(); ++i) EXPECT_EQ(sent[i], i + 1) << "the bytes leave first";
+    EXPECT_NE(sender, std::this_thread::get_id());
+}
+
+TEST_F(NetworkSendTest, CrossingsAreUnpluggedUnderTrafficAndTheirObjectsMayGo) {
+    run();
+    std::atomic<bool> ending{false};
+    std::thread traffic([&] {
+        for (std::uint64_t id = 1; !ending; ++id) feed(id);  // a full pool drops; that is traffic, too
+    });
+    for (int round = 0; round < 200; ++round) {
+        auto in = std::make_unique<Crossing>();
+        auto out = std::make_unique<Crossing>();
+        filter->SetInputCrossingCallback(in.get());
+        filter->SetOutputCrossingCallback(out.get());
+        if (round % 2 == 0) {
+            EXPECT_TRUE(in->waitFor(1) && out->waitFor(1));
+        }
+        filter->SetInputCrossingCallback(nullptr);
+        filter->SetOutputCrossingCallback(nullptr);
+    }
+    ending = true;
+    traffic.join();
+}
+
+TEST_F(NetworkSendTest, TheEndOfTheStreamIsToldOnce) {
+    run();
     feeder->deliverEndOfStream();
     feeder->deliverEndOfStream();
     EXPECT_EQ(graph.count(EC_COMPLETE), 1);
