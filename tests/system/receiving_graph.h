@@ -63,11 +63,12 @@ struct ReceivingGraph {
     Presence presence;
     RecordingLog log;
     ComPtr<CNetworkReceiverFilter> filter{new CNetworkReceiverFilter(nullptr)};
-    ComPtr<CollectingFilter> collector{new CollectingFilter};
+    ComPtr<CollectingFilter> collector;
     PinConnection connection{filter->GetPin(0), collector->input()};
 
     ReceivingGraph(std::uint16_t port, const std::string& local, const std::string& group, const std::string& source,
-                   std::int32_t timeoutMs = 5000) {
+                   std::int32_t timeoutMs = 5000, std::vector<CMediaType> types = {})
+        : collector(new CollectingFilter(std::move(types))) {
         using mcgate::platform::toWide;
         filter->SetLogPerf(&log);
         filter->SetDataSourceListener(&presence);
