@@ -29,7 +29,7 @@ public:
     explicit Receiving(const ReceiveOptions& options)
         : options_(options),
           url_(parseReceiveUrl(options.url)),
-          log_(HostLog::Lines::Faults),
+          log_(options.report),
           report_(options.report, "receive"),
           drops_(url_.port) {}
     ~Receiving() {
@@ -45,8 +45,11 @@ public:
         if (FAILED(started)) throw std::runtime_error("can't receive " + options_.url + ": " + reasonOf(started));
         sink_->openFile();
         while (!stopRequested() && !ended() && !timeIsUp()) {
-            if (report_.due()) report_.write(values(), false);
+            if (!report_.due()) continue;
+            log_.tellFullBuffers();
+            report_.write(values(), false);
         }
+        log_.tellFullBuffers();
         const ReportValues before = values();
         graph_->stop();
         ReportValues last = values();

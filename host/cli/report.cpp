@@ -1,8 +1,12 @@
 #include "cli/report.h"
 
+#include <net/if.h>
+
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <sstream>
+
+#include "cli/time_text.h"
 
 namespace mcgate::host {
 
@@ -11,6 +15,12 @@ namespace {
 template <class Value>
 nlohmann::json orNull(const std::optional<Value>& value) {
     return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
+}
+
+// An interface that is gone has no name any more.
+std::string interfaceName(std::uint32_t index) {
+    char name[IF_NAMESIZE] = {};
+    return if_indextoname(index, name) != nullptr ? name : "number " + std::to_string(index);
 }
 
 }  // namespace
@@ -36,6 +46,20 @@ void Report::tellInterface(const std::string& address, const std::string& local)
     }
     if (form_ == ReportForm::Text) {
         std::fprintf(stderr, "%s: %s goes by the interface of %s\n", name_.c_str(), address.c_str(), local.c_str());
+    }
+}
+
+void Report::tellInterfaceState(std::uint32_t index, bool up) const {
+    const auto now = std::chrono::system_clock::now();
+    const std::string name = interfaceName(index);
+    if (form_ == ReportForm::Json) {
+        const nlohmann::ordered_json line{
+            {"event", "interface_state"}, {"time", utcTime(now)}, {"name", name}, {"index", index}, {"up", up}};
+        std::fprintf(stderr, "%s\n", line.dump().c_str());
+    }
+    if (form_ == ReportForm::Text) {
+        std::fprintf(stderr, "%s: %s interface %s is %s\n", name_.c_str(), timeOfDay(now).c_str(), name.c_str(),
+                     up ? "up" : "down");
     }
 }
 

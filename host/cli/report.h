@@ -39,6 +39,8 @@ public:
     void write(const ReportValues& values, bool final);
     /// Which interface the system chose for an address that was given without `local`.
     void tellInterface(const std::string& address, const std::string& local) const;
+    /// That an interface behind a destination is up or down, with the time.
+    void tellInterfaceState(std::uint32_t index, bool up) const;
 
 private:
     using Clock = std::chrono::steady_clock;

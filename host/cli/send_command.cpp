@@ -26,6 +26,7 @@ using platform::ComPtr;
 using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_point_filter::v0::
     IDelayCrossingPointFilter;
 
+constexpr std::int32_t kInterfaceChanged = 0x806B;  // the sender's own: interface index, 1 for up
 constexpr std::chrono::milliseconds kLook{100};
 constexpr std::chrono::milliseconds kClockSettles{1050};
 
@@ -53,9 +54,7 @@ void checkLoop(const SendOptions& options) {
 class Sending {
 public:
     explicit Sending(const SendOptions& options)
-        : options_(options),
-          log_(options.report == ReportForm::Text ? HostLog::Lines::All : HostLog::Lines::Faults, options.offsetMs),
-          report_(options.report, "send") {}
+        : options_(options), log_(options.report, options.offsetMs), report_(options.report, "send") {}
     ~Sending() {
         graph_->tearDown();
         if (crossing_) {
@@ -137,6 +136,9 @@ private:
     }
     bool ended() {
         const auto event = graph_->nextEvent(kLook);
+        if (event && event->code == kInterfaceChanged) {
+            report_.tellInterfaceState(static_cast<std::uint32_t>(event->p1), event->p2 != 0);
+        }
         return event && (event->code == EC_COMPLETE || event->code == EC_ERRORABORT);
     }
     ReportValues values() {

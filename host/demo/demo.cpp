@@ -35,7 +35,8 @@ public:
         const json report = json::parse(line, nullptr, false);
         const std::lock_guard hold(lock_);
         if (!report.is_object() || report.contains("event")) {
-            std::printf("%-8s %s\n", name_.c_str(), line.c_str());
+            const std::string text = report.is_object() ? report.value("text", line) : line;
+            std::printf("%-8s %s\n", name_.c_str(), text.c_str());
             return;
         }
         last_ = report;
