@@ -24,6 +24,10 @@ inline constexpr HRESULT E_INVALIDARG = makeStatus(0x80070057);
 inline constexpr HRESULT CLASS_E_NOAGGREGATION = makeStatus(0x80040110);
 inline constexpr HRESULT CLASS_E_CLASSNOTAVAILABLE = makeStatus(0x80040111);
 
+inline constexpr HRESULT STG_E_WRITEFAULT = makeStatus(0x8003001D);
+inline constexpr HRESULT STG_E_READFAULT = makeStatus(0x8003001E);
+inline constexpr HRESULT STG_E_MEDIUMFULL = makeStatus(0x80030070);
+
 inline constexpr HRESULT VFW_S_NO_MORE_ITEMS = 0x00040103;
 inline constexpr HRESULT VFW_S_NO_STOP_TIME = 0x00040270;
 inline constexpr HRESULT VFW_E_INVALIDMEDIATYPE = makeStatus(0x80040200);

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "platform/stream.h"
+
+namespace mcgate::platform {
+
+/// A stream over a file, for reading or for writing it anew. What is written grows in a file beside it and takes its
+/// name in one step with commit(): whoever opens the name finds the old file or the new one, whole. Without commit()
+/// nothing changes.
+class FileStream final : public CountedStream {
+public:
+    /// For reading, from the front on; waits for the writer of a named pipe. Both throw std::runtime_error that names
+    /// path and reason.
+    static ComPtr<FileStream> open(const std::string& path);
+    /// For writing. A link is followed; a directory, a device or a pipe is refused. The new file has the old one's
+    /// permissions.
+    static ComPtr<FileStream> create(const std::string& path);
+
+    /// Gives less than `size` bytes at the end of the file alone. STG_E_READFAULT.
+    HRESULT Read(void* buffer, std::uint32_t size, std::uint32_t* read) override;
+    /// STG_E_MEDIUMFULL, STG_E_WRITEFAULT.
+    HRESULT Write(const void* data, std::uint32_t size, std::uint32_t* written) override;
+    /// Brings what was written to the disk and gives it its name. Throws as create() does, and when a Write failed.
+    void commit();
+
+private:
+    explicit FileStream(std::string path) noexcept : path_(std::move(path)) {}
+    ~FileStream() override;
+    void beginBeside();
+    [[noreturn]] void refuse(const char* attempt, int error) const;
+
+    const std::string path_;  ///< as the caller wrote it
+    std::string target_;      ///< of commit, links followed
+    std::string part_;        ///< that grows beside it; empty for a stream that is read, or committed
+    int descriptor_ = -1;
+    int writeError_ = 0;  ///< the kernel's number
+};
+
+}  // namespace mcgate::platform
