@@ -1,5 +1,7 @@
 #include "receiver/network_receiver_filter.h"
 
+#include <array>
+#include <bit>
 #include <new>
 
 #include "foundation/status.h"
@@ -30,6 +32,24 @@ std::u16string addressText(const udp::SocketAddress& address) {
     return mcgate::platform::toWide(text.empty() ? "0.0.0.0" : text);
 }
 
+udp::SocketAddress readAddress(IStream& stream) {
+    udp::SocketAddress address;
+    mcgate::media::readField(stream, address.bytes);
+    return address;
+}
+
+// A unicast or unconfigured filter writes a group without a family, and is to come back as what it was.
+udp::Endpoint readEndpoint(IStream& stream) {
+    const auto local = udp::AddressToText(readAddress(stream)).text;
+    std::array<std::uint8_t, 2> port{};
+    mcgate::media::readField(stream, port);
+    const auto group = readAddress(stream);
+    const auto source = udp::AddressToText(readAddress(stream)).text;
+    const bool unicast = group.family() == mcgate::platform::kFamilyNone;
+    return udp::MakeEndpoint(local, static_cast<std::uint32_t>(port[0] << 8 | port[1]),
+                             unicast ? "0.0.0.0" : udp::AddressToText(group).text, source);
+}
+
 }  // namespace
 
 CNetworkReceiverFilter* CNetworkReceiverFilter::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
@@ -54,6 +74,7 @@ HRESULT CNetworkReceiverFilter::NonDelegatingQueryInterface(const GUID& id, void
     if (id == ISourceConfig::iid) return GetInterface(static_cast<ISourceConfig*>(this), object);
     if (id == IAMFilterMiscFlags::iid) return GetInterface(static_cast<IAMFilterMiscFlags*>(this), object);
     if (id == ISpecifyPropertyPages::iid) return GetInterface(static_cast<ISpecifyPropertyPages*>(this), object);
+    if (id == IPersistStream::iid) return GetInterface(static_cast<IPersistStream*>(this), object);
     return CBaseFilter::NonDelegatingQueryInterface(id, object);
 }
 
@@ -222,4 +243,30 @@ HRESULT CNetworkReceiverFilter::GetPages(CAUUID* pages) {
     new (&pages->pElems[1]) GUID(CLSID_NetRecvSecondPage);
     pages->cElems = 2;
     return S_OK;
+}
+
+HRESULT CNetworkReceiverFilter::WriteToStream(IStream* stream) {
+    if (stream == nullptr) return E_POINTER;
+    try {
+        const Endpoint present = source();
+        mcgate::media::writeField(*stream, udp::EndpointLocal(present).bytes);
+        mcgate::media::writeField(*stream, std::bit_cast<std::array<std::uint8_t, 2>>(udp::EndpointPort(present)));
+        mcgate::media::writeField(*stream, udp::EndpointGroup(present).bytes);
+        mcgate::media::writeField(*stream, udp::EndpointSource(present).bytes);
+        return S_OK;
+    } catch (...) {
+        return statusOfCurrentException();
+    }
+}
+
+HRESULT CNetworkReceiverFilter::ReadFromStream(IStream* stream) {
+    if (stream == nullptr) return E_POINTER;
+    try {
+        Endpoint loaded = readEndpoint(*stream);
+        const std::lock_guard hold(sourceLock_);
+        source_.swap(loaded);
+        return S_OK;
+    } catch (...) {
+        return statusOfCurrentException();
+    }
 }

@@ -8,6 +8,7 @@
 #include "interfaces/class_ids.h"
 #include "interfaces/i_source_config.h"
 #include "media/host/base_filter.h"
+#include "media/host/persist_stream.h"
 #include "network/endpoint.h"
 #include "receiver/flow_watch.h"
 #include "receiver/net_receiver.h"
@@ -21,11 +22,13 @@
 /// stops and destroys workers; it is held while a worker ends, a turn of about 100 ms, 250 ms more when it waits for a
 /// free sample, without bound only while downstream blocks in a direct call), the worker's ReceiveLock, filterLock_
 /// (state, pin, the worker pointer), and sourceLock_ as a leaf around copy, compare and swap of Source. No worker is
-/// waited for with filterLock_ held, and nothing takes configLock_ under it.
+/// waited for with filterLock_ held, and nothing takes configLock_ under it. No lock is held while a stream is read or
+/// written.
 class CNetworkReceiverFilter final : public CBaseFilter,
                                      public ISourceConfig,
                                      public IAMFilterMiscFlags,
-                                     public ISpecifyPropertyPages {
+                                     public ISpecifyPropertyPages,
+                                     public CPersistStream {
 public:
     /// A new filter without a reference, or null and a failure in `*status`; nothing is thrown, no object stays.
     static CNetworkReceiverFilter* CreateInstance(IUnknown* outer, HRESULT* status) noexcept;
@@ -55,6 +58,15 @@ public:
 
     std::uint32_t GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_SOURCE; }
     HRESULT GetPages(CAUUID* pages) override;
+
+    HRESULT GetClassID(GUID* id) override { return CBaseFilter::GetClassID(id); }
+    std::int32_t SizeMax() override { return 3 * 128 + 2; }
+    /// The local address, the port in network byte order, the group and the source; absent addresses are all zero.
+    HRESULT WriteToStream(IStream* stream) override;
+    /// Takes the addresses through the rules of SetSource, and the port from its own field; without a group it is
+    /// unicast. A refused local address or source leaves the filter not configured (S_OK); a group that is no address
+    /// is E_FAIL, and nothing changed, as after a failing read. Acts at the next Pause out of stopped.
+    HRESULT ReadFromStream(IStream* stream) override;
 
 private:
     using Endpoint = quorvel::network::udp::lib_udp::v2_1::Endpoint;

@@ -17,6 +17,18 @@ constexpr std::uint32_t kMeritDoNotUse = 0x200000;
 constexpr std::uint32_t kPauseAfterFailureMs = 1;
 constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkSend, u"Quorvel Multicast Sender", kMeritDoNotUse, 0};
 
+void readDestinations(IStream& stream, std::vector<DestinationRecord>& list) {
+    std::uint8_t count = 0;
+    mcgate::media::readField(stream, {&count, 1});
+    for (int i = 0; i < count; ++i) {
+        udp::DestinationAddresses stored;
+        mcgate::media::readField(stream, stored.Local.bytes);
+        mcgate::media::readField(stream, stored.Remote.bytes);
+        auto remote = udp::AddressToText(stored.Remote);
+        list.push_back({udp::AddressToText(stored.Local).text, remote.port, std::move(remote.text)});
+    }
+}
+
 }  // namespace
 
 CNetworkSend* CNetworkSend::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
@@ -51,6 +63,7 @@ HRESULT CNetworkSend::NonDelegatingQueryInterface(const GUID& id, void** object)
     if (id == ISpecifyPropertyPages::iid) return GetInterface(static_cast<ISpecifyPropertyPages*>(this), object);
     if (id == ISenderConfig::iid) return GetInterface(static_cast<ISenderConfig*>(this), object);
     if (id == IAMFilterMiscFlags::iid) return GetInterface(static_cast<IAMFilterMiscFlags*>(this), object);
+    if (id == IPersistStream::iid) return GetInterface(static_cast<IPersistStream*>(this), object);
     if (id == IDelayCrossingPointFilter::iid)
         return GetInterface(static_cast<IDelayCrossingPointFilter*>(this), object);
     return CBaseFilter::NonDelegatingQueryInterface(id, object);
@@ -70,7 +83,7 @@ HRESULT CNetworkSend::Pause() {
         return S_OK;
     }
     try {
-        openDestinations();
+        netSender->setDestinations(destinationAddresses());
     } catch (...) {
         mcgate::foundation::logCurrentException(log_, "Unable to start net sender: ");
         return E_FAIL;
@@ -80,13 +93,14 @@ HRESULT CNetworkSend::Pause() {
     return S_OK;
 }
 
-void CNetworkSend::openDestinations() {
+std::vector<udp::DestinationAddresses> CNetworkSend::destinationAddresses() {
+    const std::lock_guard hold(filterLock_);
     std::vector<udp::DestinationAddresses> addresses;
     addresses.reserve(destinations_.size());
     for (const auto& entry : destinations_) {
         addresses.push_back(udp::MakeDestinationAddresses(entry.Local, entry.Port, entry.Remote));
     }
-    netSender->setDestinations(addresses);
+    return addresses;
 }
 
 HRESULT CNetworkSend::Stop() {
@@ -192,6 +206,36 @@ HRESULT CNetworkSend::SetTimeOffset(std::int64_t milliseconds) {
 HRESULT CNetworkSend::EnablePacing(std::int32_t enable) {
     state_.pacingEnabled.store(enable == 1, std::memory_order_relaxed);
     return S_OK;
+}
+
+HRESULT CNetworkSend::WriteToStream(IStream* stream) {
+    if (stream == nullptr) return E_POINTER;
+    try {
+        const auto addresses = destinationAddresses();
+        const auto count = static_cast<std::uint8_t>(addresses.size());
+        mcgate::media::writeField(*stream, {&count, 1});
+        for (const auto& destination : addresses) {
+            mcgate::media::writeField(*stream, destination.Local.bytes);
+            mcgate::media::writeField(*stream, destination.Remote.bytes);
+        }
+        return S_OK;
+    } catch (...) {
+        return statusOfCurrentException();
+    }
+}
+
+HRESULT CNetworkSend::ReadFromStream(IStream* stream) {
+    if (stream == nullptr) return E_POINTER;
+    std::vector<DestinationRecord> loaded;
+    HRESULT status = S_OK;
+    try {
+        readDestinations(*stream, loaded);
+    } catch (...) {
+        status = statusOfCurrentException();
+    }
+    const std::lock_guard hold(filterLock_);
+    destinations_.swap(loaded);
+    return status;
 }
 
 HRESULT CNetworkSend::GetPages(CAUUID* pages) {

@@ -11,6 +11,7 @@
 #include "interfaces/i_delay_crossing_point_filter.h"
 #include "interfaces/i_sender_config.h"
 #include "media/host/base_filter.h"
+#include "media/host/persist_stream.h"
 #include "network/net_sender.h"
 #include "sender/input_pin.h"
 #include "sender/send_loop.h"
@@ -36,11 +37,13 @@ using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_poi
 /// Locks, in this order: receiveLock_ (Receive in progress, Stop), filterLock_ (state, destinations, clock), the
 /// NetSender's. The send thread takes filterLock_ only to copy the clock pointer. The destructor joins the send thread
 /// first, with no lock held: every wait of that thread ends with the stop event, and a blocking send ends when the
-/// kernel's buffer has room.
+/// kernel's buffer has room. No lock is held while a stream is read or written: a save writes a copy of the list, a
+/// load replaces the list when it has come to its end.
 class CNetworkSend final : public CBaseFilter,
                            public ISenderConfig,
                            public ISpecifyPropertyPages,
                            public IAMFilterMiscFlags,
+                           public CPersistStream,
                            public IDelayCrossingPointFilter {
 public:
     using NetSender = quorvel::network::udp::lib_udp::v2_1::NetSender;
@@ -70,6 +73,15 @@ public:
     HRESULT SetTimeOffset(std::int64_t milliseconds) override;
     HRESULT EnablePacing(std::int32_t enable) override;
 
+    HRESULT GetClassID(GUID* id) override { return CBaseFilter::GetClassID(id); }
+    std::int32_t SizeMax() override { return 1 + 15 * 256; }
+    /// The number of destinations, its low byte, and of each 128 bytes of local address and 128 of remote. A stored
+    /// text that is no address: E_FAIL, and nothing written.
+    HRESULT WriteToStream(IStream* stream) override;
+    /// Replaces the list. Nothing that is read is judged: a bad address shows at the next Pause out of stopped. After a
+    /// failing read the list holds what came before it.
+    HRESULT ReadFromStream(IStream* stream) override;
+
     HRESULT GetPages(CAUUID* pages) override;
     std::uint32_t GetMiscFlags() override { return AM_FILTER_MISC_FLAGS_IS_RENDERER; }
     HRESULT SetInputCrossingCallback(IDelayCrossingCallback* callback) override;
@@ -78,7 +90,7 @@ public:
 private:
     void sendLoop();
     bool turnSurvives(SendLoop& loop) noexcept;
-    void openDestinations();
+    std::vector<quorvel::network::udp::lib_udp::v2_1::DestinationAddresses> destinationAddresses();
     void refuse() noexcept;
     bool isEntry(std::int32_t index) const noexcept;
 

@@ -4,6 +4,7 @@
 
 #include "media/mem_allocator.h"
 #include "media/oob_media_sample.h"
+#include "support/outer.h"
 #include "support/test_filters.h"
 
 using mcgate::platform::ComPtr;
@@ -48,33 +49,6 @@ struct Chain {
         collector->Stop();
         feeder->Stop();
     }
-};
-
-/// An outer object around a pool, with a count of its own.
-class Outer final : public IUnknown {
-public:
-    Outer() : inner_(new CMemAllocator(this)) {
-        inner_->NonDelegatingAddRef();
-        inner_->NonDelegatingQueryInterface(IUnknown::iid, reinterpret_cast<void**>(&innerIdentity_));
-    }
-    ~Outer() {
-        innerIdentity_->Release();
-        inner_->NonDelegatingRelease();
-    }
-    HRESULT QueryInterface(const GUID& id, void** object) override {
-        if (id == IUnknown::iid) return GetInterface(static_cast<IUnknown*>(this), object);
-        return innerIdentity_->QueryInterface(id, object);
-    }
-    std::uint32_t AddRef() override { return ++count_; }
-    std::uint32_t Release() override { return --count_; }
-
-    IUnknown* innerIdentity() const { return innerIdentity_; }
-    std::uint32_t count() const { return count_; }
-
-private:
-    CMemAllocator* inner_;
-    IUnknown* innerIdentity_ = nullptr;
-    std::uint32_t count_ = 0;
 };
 
 /// Refuses to become active.
@@ -122,7 +96,7 @@ public:
 TEST(Identity, AnAggregatedObjectShowsTheOuterOneAndKeepsItsOwn) {
     const std::int32_t before = CBaseObject::ObjectsActive();
     {
-        Outer outer;
+        test::Outer outer([](IUnknown* owner) { return new CMemAllocator(owner); });
         ComPtr<IMemAllocator> pool;
         ASSERT_EQ(outer.QueryInterface(IMemAllocator::iid, pool.putVoid()), S_OK);
         EXPECT_EQ(outer.count(), 1U);  // the reference is the outer object's

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "media/host/media_type.h"
+#include "platform/stream.h"
 #include "platform/text.h"
 #include "platform/unknown.h"
 
@@ -80,6 +81,20 @@ struct IPersist : IUnknown {
 
 protected:
     ~IPersist() = default;
+};
+
+/// An object that keeps its configuration in a stream.
+struct IPersistStream : IPersist {
+    static constexpr GUID iid = mcgate::platform::guid("{00000109-0000-0000-C000-000000000046}");
+    /// S_OK when it was changed since the last save that cleared the mark, else S_FALSE.
+    virtual HRESULT IsDirty() = 0;
+    virtual HRESULT Load(IStream* stream) = 0;
+    virtual HRESULT Save(IStream* stream, std::int32_t clearDirty) = 0;
+    /// How many bytes a save may need.
+    virtual HRESULT GetSizeMax(std::uint64_t* bytes) = 0;
+
+protected:
+    ~IPersistStream() = default;
 };
 
 struct IMediaFilter : IPersist {

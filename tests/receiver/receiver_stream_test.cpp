@@ -1,0 +1,195 @@
+// The receiver's configuration in a stream.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "receiver/network_receiver_filter.h"
+#include "support/failing_stream.h"
+#include "support/golden_bytes.h"
+#include "support/outer.h"
+
+namespace {
+
+using mcgate::platform::ComPtr;
+using test::Bytes;
+
+constexpr std::size_t kSize = 410;
+constexpr const char* kRenewed = "0.0.0.0 1 127.0.0.1 0.0.0.0";
+constexpr const char* kWhole = "239.1.2.3 5000 10.0.0.2 10.0.0.9";
+
+/// 10.0.0.2, port 5000, group 239.1.2.3, source 10.0.0.9.
+Bytes sourceSpecific() {
+    return test::goldenBytes(kSize, {{24, {2, 0, 0x13, 0x88, 10, 0, 0, 2}},
+                                     {152, {0x13, 0x88}},
+                                     {154, {2, 0, 0, 0, 239, 1, 2, 3}},
+                                     {282, {2, 0, 0, 0, 10, 0, 0, 9}}});
+}
+
+/// Group, port, local and source of a filter; "-" when it is not configured.
+std::string sourceOf(CNetworkReceiverFilter& filter) {
+    BSTR group = nullptr;
+    BSTR local = nullptr;
+    BSTR source = nullptr;
+    std::uint32_t port = 0;
+    if (filter.GetSource(&group, &port, &local, &source) != S_OK) return "-";
+    using mcgate::platform::toNarrow;
+    const auto text = toNarrow(group) + ' ' + std::to_string(port) + ' ' + toNarrow(local) + ' ' + toNarrow(source);
+    for (BSTR one : {group, local, source}) SysFreeString(one);
+    return text;
+}
+
+struct ReceiverStreamTest : testing::Test {
+    ComPtr<CNetworkReceiverFilter> filter{new CNetworkReceiverFilter(nullptr)};
+
+    /// Configured as nothing else here.
+    void renew() {
+        filter = new CNetworkReceiverFilter(nullptr);
+        ASSERT_EQ(filter->SetSource(1, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
+    }
+};
+
+TEST_F(ReceiverStreamTest, SavesByTheTableAndLoadsWhatItSaved) {
+    std::uint64_t size = 0;
+    EXPECT_EQ(filter->GetSizeMax(&size), S_OK);
+    EXPECT_EQ(size, kSize);
+    const struct {
+        const WCHAR* local;
+        const WCHAR* group;
+        const WCHAR* source;
+        const char* text;
+        Bytes bytes;
+    } cases[] = {
+        {u"", u"0.0.0.0", u"", "-", test::goldenBytes(kSize, {})},
+        {u"10.0.0.2", u"239.1.2.3", u"10.0.0.9", kWhole, sourceSpecific()},
+        {u"10.0.0.2", u"0.0.0.0", u"10.0.0.9", "0.0.0.0 5000 10.0.0.2 0.0.0.0",
+         test::goldenBytes(kSize, {{24, {2, 0, 0x13, 0x88, 10, 0, 0, 2}}, {152, {0x13, 0x88}}})},
+        {u"10.0.0.2", u"239.1.2.3", u"", "239.1.2.3 5000 10.0.0.2 0.0.0.0",
+         test::goldenBytes(
+             kSize, {{24, {2, 0, 0x13, 0x88, 10, 0, 0, 2}}, {152, {0x13, 0x88}}, {154, {2, 0, 0, 0, 239, 1, 2, 3}}})},
+        {u"fd00::2", u"ff15::9", u"fd00::1", "ff15::9 5000 fd00::2 fd00::1",
+         test::goldenBytes(kSize, {{24, {23, 0, 0x13, 0x88, 0, 0, 0, 0, 0xFD}},
+                                   {24 + 23, {2}},
+                                   {152, {0x13, 0x88}},
+                                   {154, {23, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0x15}},
+                                   {154 + 23, {9}},
+                                   {282, {23, 0, 0, 0, 0, 0, 0, 0, 0xFD}},
+                                   {282 + 23, {1}}})},
+        {u"fd00::2", u"::", u"", "0.0.0.0 5000 fd00::2 0.0.0.0",
+         test::goldenBytes(kSize, {{24, {23, 0, 0x13, 0x88, 0, 0, 0, 0, 0xFD}}, {24 + 23, {2}}, {152, {0x13, 0x88}}})},
+    };
+    for (const auto& one : cases) {
+        filter = new CNetworkReceiverFilter(nullptr);
+        filter->SetSource(5000, one.local, one.group, one.source);
+        EXPECT_EQ(filter->IsDirty(), S_FALSE);
+        EXPECT_EQ(test::saved(*filter), one.bytes) << one.text;
+        ASSERT_NO_FATAL_FAILURE(renew());
+        EXPECT_EQ(test::load(*filter, one.bytes), S_OK) << one.text;
+        EXPECT_EQ(sourceOf(*filter), one.text);
+        EXPECT_EQ(test::saved(*filter), one.bytes) << one.text;
+    }
+}
+
+/// What the filter is configured as for all places below `end` and not below that of the row before.
+struct Row {
+    std::size_t end;
+    const char* source;
+};
+
+template <std::size_t N>
+std::string expectedAt(const Row (&rows)[N], std::size_t place) {
+    return std::find_if(rows, rows + N, [place](const Row& row) { return place < row.end; })->source;
+}
+
+// What is missing reads as zero: without a port nothing is configured, without a group it is unicast, without a source
+// any one is taken.
+TEST_F(ReceiverStreamTest, AStreamCutShortReadsAsZeros) {
+    constexpr Row kRows[] = {{24, kRenewed},
+                             {153, "-"},
+                             {154, "0.0.0.0 4864 10.0.0.2 0.0.0.0"},
+                             {159, "0.0.0.0 5000 10.0.0.2 0.0.0.0"},
+                             {160, "239.0.0.0 5000 10.0.0.2 0.0.0.0"},
+                             {161, "239.1.0.0 5000 10.0.0.2 0.0.0.0"},
+                             {162, "239.1.2.0 5000 10.0.0.2 0.0.0.0"},
+                             {287, "239.1.2.3 5000 10.0.0.2 0.0.0.0"},
+                             {290, "239.1.2.3 5000 10.0.0.2 10.0.0.0"},
+                             {kSize + 1, kWhole}};
+    const Bytes whole = sourceSpecific();
+    for (std::size_t size = 0; size <= whole.size(); ++size) {
+        ASSERT_NO_FATAL_FAILURE(renew());
+        EXPECT_EQ(test::load(*filter, test::cut(whole, size)), size < 24 ? VFW_E_INVALID_FILE_FORMAT : S_OK) << size;
+        EXPECT_EQ(sourceOf(*filter), expectedAt(kRows, size)) << size;
+    }
+}
+
+// A group of no known family is refused and changes nothing; any other address that the rules refuse leaves the filter
+// not configured; the port of the first block and what stands behind an address count for nothing.
+TEST_F(ReceiverStreamTest, EveryByteIsTakenByTheRulesOfAnAddress) {
+    constexpr const char* kOther = "";
+    constexpr Row kRows[] = {{24, kRenewed},
+                             {26, "-"},
+                             {28, kWhole},
+                             {29, "-"},
+                             {32, kOther},
+                             {152, kWhole},
+                             {154, kOther},
+                             {156, kRenewed},
+                             {158, kWhole},
+                             {159, "-"},
+                             {162, kOther},
+                             {282, kWhole},
+                             {284, "239.1.2.3 5000 10.0.0.2 0.0.0.0"},
+                             {286, kWhole},
+                             {287, "-"},
+                             {290, kOther},
+                             {kSize, kWhole}};
+    const Bytes whole = sourceSpecific();
+    for (std::size_t at = 0; at < whole.size(); ++at) {
+        ASSERT_NO_FATAL_FAILURE(renew());
+        Bytes flipped = whole;
+        flipped[at] ^= 0xFF;
+        const bool group = at == 154 || at == 155;
+        EXPECT_EQ(test::load(*filter, flipped), at < 24 ? VFW_E_INVALID_FILE_FORMAT : group ? E_FAIL : S_OK) << at;
+        const std::string source = sourceOf(*filter);
+        const std::string expected = expectedAt(kRows, at);
+        EXPECT_TRUE(expected == kOther ? source != kWhole && source != "-" : source == expected) << at << ' ' << source;
+        const Bytes again = test::saved(*filter);
+        EXPECT_EQ(test::load(*filter, again), S_OK) << at;
+        EXPECT_EQ(test::saved(*filter), again) << at;
+    }
+}
+
+TEST_F(ReceiverStreamTest, AFailingCallEndsBothWithItsStatus) {
+    const Bytes whole = sourceSpecific();
+    const int kVersionReads = 12;
+    for (int call = 0; call < kVersionReads + 4; ++call) {
+        ASSERT_NO_FATAL_FAILURE(renew());
+        const ComPtr<IStream> stream(new test::FailingStream(call, whole));
+        EXPECT_EQ(filter->Load(stream.get()), test::FailingStream::kStatus);
+        EXPECT_EQ(sourceOf(*filter), kRenewed) << call;
+    }
+    ASSERT_EQ(test::load(*filter, whole), S_OK);
+    const std::size_t written[] = {0, 24, 152, 154, 282};
+    for (int call = 0; call < 5; ++call) {
+        const ComPtr<test::FailingStream> stream(new test::FailingStream(call));
+        EXPECT_EQ(filter->Save(stream.get(), 1), test::FailingStream::kStatus);
+        EXPECT_EQ(stream->content(), test::cut(whole, written[call]));
+    }
+}
+
+TEST_F(ReceiverStreamTest, ItsInterfacesAreOneObjectAggregatedToo) {
+    test::Outer outer([](IUnknown* owner) { return new CNetworkReceiverFilter(owner); });
+    for (const GUID& id : {ISourceConfig::iid, IAMFilterMiscFlags::iid, ISpecifyPropertyPages::iid, IPersistStream::iid,
+                           IBaseFilter::iid, IPersist::iid}) {
+        ComPtr<IUnknown> found;
+        ASSERT_EQ(outer.QueryInterface(id, found.putVoid()), S_OK);
+        EXPECT_EQ(found.query<IUnknown>().get(), &outer);
+        GUID classId;
+        ASSERT_TRUE(found.query<IPersistStream>());
+        EXPECT_EQ(found.query<IPersistStream>()->GetClassID(&classId), S_OK);
+        EXPECT_EQ(classId, CLSID_CNetworkReceiverFilter);
+    }
+    EXPECT_EQ(outer.count(), 0U);
+}
+
+}  // namespace
