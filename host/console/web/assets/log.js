@@ -1,0 +1,104 @@
+// The log: the newest lines of all graphs, filtered by level, kind and graph. The newest line stays in sight until
+// the user scrolls away from it.
+
+import { getJson } from './api.js';
+import { byId, element, setText } from './dom.js';
+import { formatTime, levelNames } from './format.js';
+
+const kMostLines = 1000;
+const kFilters = ['log-level', 'log-kind', 'log-graph'];
+const kKindNames = { interface: 'Interface', buffer_full: 'Buffer full', state: 'State' };
+
+function nodeOf(line) {
+    const date = new Date(line.time);
+    const kind = kKindNames[line.kind];
+    const tag = kind === undefined ? [] : [element('span', { className: 'tag' }, kind), ' '];
+    const level = levelNames[line.level] ?? `Level ${line.level}`;
+    return element('li', { 'data-level': line.level, 'data-seq': line.seq },
+        element('time', { dateTime: line.time, title: line.time }, formatTime(date, 'millisecond')),
+        element('span', { className: 'level' }, level),
+        element('span', { className: 'graph' }, line.graph),
+        element('span', { className: 'text' }, ...tag, line.text));
+}
+
+export class Log {
+    #lines = [];
+    #waiting = [];
+    #fetching = false;
+    #timer = 0;
+    #drawn = 0;  // the sequence number up to which the list shows the lines
+    #shown = byId('log-lines');
+    #scroll = byId('log-scroll');
+    #graphNames = '';
+
+    constructor() {
+        for (const id of kFilters) byId(id).addEventListener('change', () => this.#redraw());
+    }
+
+    /** Takes all lines anew; those that come meanwhile are added behind. */
+    async refetch() {
+        if (this.#fetching) return;
+        this.#fetching = true;
+        const before = this.#lines.at(-1);
+        try {
+            this.#lines = (await getJson('/api/log?after=0')).lines;
+        } catch {
+            // The connection's own state tells of it, and fetches again.
+        }
+        this.#fetching = false;
+        const last = this.#lines.at(-1)?.seq ?? 0;
+        this.#lines.push(...this.#waiting.filter((line) => line.seq > last));
+        this.#waiting = [];
+        const goesOn = this.#lines.some((line) => line.seq === before?.seq && line.time === before.time);
+        if (goesOn) this.#drawSoon();
+        else this.#redraw();
+    }
+
+    add(line) {
+        (this.#fetching ? this.#waiting : this.#lines).push(line);
+        this.#drawSoon();
+    }
+
+    /** The names that one can filter by, beside those in the lines. */
+    setGraphs(names) {
+        const known = new Set([...names, ...this.#lines.map((line) => line.graph)]);
+        const all = [...known].filter((name) => name !== '').sort();
+        if (all.join('\n') === this.#graphNames) return;
+        this.#graphNames = all.join('\n');
+        const select = byId('log-graph');
+        const chosen = select.value;
+        select.replaceChildren(element('option', { value: '' }, 'All'),
+            ...all.map((name) => element('option', { value: name }, name)));
+        select.value = all.includes(chosen) ? chosen : '';
+    }
+
+    /** A burst of lines is drawn once. */
+    #drawSoon() {
+        if (this.#timer === 0) this.#timer = setTimeout(() => this.#draw(), 100);
+    }
+
+    #redraw() {
+        this.#shown.replaceChildren();
+        this.#drawn = 0;
+        this.#draw();
+    }
+
+    /** Adds what is new and takes away what is too old; the rest stays, as someone may be marking text in it. */
+    #draw() {
+        clearTimeout(this.#timer);
+        this.#timer = 0;
+        const atEnd = this.#scroll.scrollTop + this.#scroll.clientHeight >= this.#scroll.scrollHeight - 8;
+        this.#lines.splice(0, Math.max(0, this.#lines.length - kMostLines));
+        const oldest = this.#lines[0]?.seq ?? 0;
+        const first = () => this.#shown.firstElementChild;
+        while (Number(first()?.dataset.seq ?? oldest) < oldest) first().remove();
+        const [level, kind, graph] = kFilters.map((id) => byId(id).value);
+        const fresh = this.#lines.filter((line) => line.seq > this.#drawn && line.level <= Number(level) &&
+            (kind === '' || line.kind === kind) && (graph === '' || line.graph === graph));
+        this.#shown.append(...fresh.map(nodeOf));
+        this.#drawn = this.#lines.at(-1)?.seq ?? 0;
+        if (atEnd) this.#scroll.scrollTop = this.#scroll.scrollHeight;
+        const [shown, all] = [this.#shown.children.length, this.#lines.length];
+        setText(byId('log-count'), shown === all ? `${all} lines` : `${shown} of ${all} lines`);
+    }
+}

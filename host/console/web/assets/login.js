@@ -1,0 +1,28 @@
+import { ApiError, login, whenUnauthorized } from './api.js';
+import { byId, setText } from './dom.js';
+
+/** Shows the login form whenever the program asks for the access token; `whenIn` is called after each login. */
+export function setUpLogin(whenIn) {
+    const dialog = byId('login');
+    const token = byId('login-token');
+    whenUnauthorized(() => {
+        if (dialog.open) return;
+        token.value = '';
+        setText(byId('login-error'), '');
+        dialog.showModal();
+    });
+    dialog.addEventListener('cancel', (event) => event.preventDefault());  // nothing works without it
+    byId('login-form').addEventListener('submit', async (event) => {
+        event.preventDefault();
+        setText(byId('login-error'), '');
+        try {
+            await login(token.value);
+            dialog.close();
+            whenIn();
+        } catch (error) {
+            if (!(error instanceof ApiError)) throw error;
+            setText(byId('login-error'), error.message);
+            token.select();
+        }
+    });
+}
