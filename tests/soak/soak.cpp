@@ -128,9 +128,9 @@ void Soak::nap() {
     const auto group = groupRecord_.figures();
     const auto sound = soundRecord_.figures();
     std::printf("%5" PRId64 " s: sent %u, group %" PRIu64 ", sound %" PRIu64 ", unexplained %" PRIu64
-                ", faults %" PRIu64 ", now: %s\n",
+                ", faults %" PRIu64 ", memory %" PRId64 " KiB, now: %s\n",
                 time_.now() / 1000, handovers_.last(), group.received, sound.received,
-                group.unexplained + sound.unexplained, faultCount_, doing_.c_str());
+                group.unexplained + sound.unexplained, faultCount_, ProcessState::now().residentKiB, doing_.c_str());
     std::fflush(stdout);
 }
 
