@@ -46,17 +46,17 @@ bool FaultLog::returned() const {
     return count_ == 0 || last().back;
 }
 
-bool FaultLog::explainLoss(std::int64_t handedOverMs) {
+bool FaultLog::explainLoss(std::int64_t leftMs) {
     const std::lock_guard hold(lock_);
     const auto used = faults_.begin() + static_cast<std::ptrdiff_t>(std::min(count_, kRemembered));
-    const auto cause = std::find_if(faults_.begin(), used, [&](const Fault& one) { return covers(one, handedOverMs); });
+    const auto cause = std::find_if(faults_.begin(), used, [&](const Fault& one) { return covers(one, leftMs); });
     if (cause == used) return false;
     ++figures_[cause->kind].losses;
     return true;
 }
 
 bool FaultLog::covers(const Fault& fault, std::int64_t timeMs) const {
-    if (timeMs < fault.begin - kHeldBackMs) return false;
+    if (timeMs < fault.begin - kOnItsWayMs) return false;
     if (fault.back && timeMs > *fault.back) return false;
     return !fault.mended || timeMs <= *fault.mended + limitMs_;
 }

@@ -36,10 +36,9 @@ public:
     void onData(std::int64_t nowMs);
 
     bool returned() const;
-    /// Books the loss of a number that was handed over at this time, and tells whether a fault explains it: from
-    /// shortly before the fault, since a sender holds samples back, until data was back, and at the latest when it had
-    /// to be.
-    bool explainLoss(std::int64_t handedOverMs);
+    /// Books the loss of a number that left at this time, and tells whether a fault explains it: from shortly before
+    /// the fault, since a datagram takes its time, until data was back, and at the latest when it had to be.
+    bool explainLoss(std::int64_t leftMs);
     Figures figures(std::size_t kind) const;
 
 private:
@@ -48,7 +47,7 @@ private:
         std::int64_t begin = 0;
         std::optional<std::int64_t> mending, mended, back;
     };
-    static constexpr std::int64_t kHeldBackMs = 200;
+    static constexpr std::int64_t kOnItsWayMs = 200;
     static constexpr std::size_t kRemembered = 8;  // a gap in the stream spans no more faults than that
 
     bool covers(const Fault& fault, std::int64_t timeMs) const;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr std::int64_t kTicksPerMs = 10'000;
 constexpr std::int64_t kPeriod = 10'000'000 / 1500;
-/// Well below the time before a fault within which losses are explained, as a sample waits this long in the sender.
+/// How long a sample waits in the sender.
 constexpr std::int64_t kLead = 60 * kTicksPerMs;
 constexpr std::int32_t kBuffers = 1024;
 constexpr std::int64_t kSendingMs = 5000;

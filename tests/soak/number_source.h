@@ -35,7 +35,10 @@ public:
     bool healthy() const noexcept { return healthy_.load(); }
 
     void OnReserved() override {}
-    void OnDataCrossing(std::uint64_t dataId) override { sent_.store(dataId); }
+    void OnDataCrossing(std::uint64_t dataId) override {
+        handovers_.left(dataId, time_.now());
+        sent_.store(dataId);
+    }
 
 private:
     class Pin;

@@ -45,8 +45,8 @@ StreamRecord::Figures StreamRecord::figures() const {
 void StreamRecord::countMissing(std::uint32_t first, std::uint32_t behind) {
     std::uint32_t begin = behind;  // of a row of unexplained numbers, `behind` when there is none
     for (std::uint32_t number = first; number < behind; ++number) {
-        const auto handedOver = handovers_.when(number);
-        const bool explained = faults_ != nullptr && handedOver && faults_->explainLoss(*handedOver);
+        const auto left = handovers_.when(number);
+        const bool explained = faults_ != nullptr && left && faults_->explainLoss(*left);
         ++(explained ? figures_.explained : figures_.unexplained);
         if (!explained) begin = std::min(begin, number);
         if (explained && begin < number) {
@@ -61,7 +61,7 @@ void StreamRecord::tell(std::uint32_t first, std::uint32_t last) {
     if (++told_ > kToldAtMost) return;
     const auto from = handovers_.when(first);
     const auto to = handovers_.when(last);
-    std::printf("UNEXPLAINED: %s lost %u to %u, handed over from %.3f s to %.3f s\n", name_.c_str(), first, last,
+    std::printf("UNEXPLAINED: %s lost %u to %u, sent from %.3f s to %.3f s\n", name_.c_str(), first, last,
                 from ? static_cast<double>(*from) / 1000 : -1.0, to ? static_cast<double>(*to) / 1000 : -1.0);
 }
 
