@@ -6,11 +6,6 @@
 
 #include "platform/hresult.h"
 
-/// A value of 0 or below stays; a value above 0 becomes its low 16 bits under 0x80070000.
-constexpr HRESULT HRESULT_FROM_WIN32(std::int32_t error) noexcept {
-    return error <= 0 ? error : makeStatus((static_cast<std::uint32_t>(error) & 0xFFFFU) | 0x80070000U);
-}
-
 /// Throws ATL::CAtlException with the status.
 [[noreturn]] void ThrowStatus(HRESULT status);
 /// ThrowStatus of this thread's last platform error.

@@ -5,9 +5,17 @@
 namespace mcgate::platform {
 
 enum Error : int {
+    ErrorFileNotFound = 2,
+    ErrorPathNotFound = 3,
+    ErrorTooManyOpenFiles = 4,
+    ErrorAccessDenied = 5,
     ErrorInvalidHandle = 6,
     ErrorNotEnoughMemory = 8,
+    ErrorInvalidData = 13,
     ErrorGenFailure = 31,
+    ErrorLockViolation = 33,
+    ErrorDiskFull = 112,
+    ErrorInsufficientBuffer = 122,
     SocketAccess = 10013,
     SocketFault = 10014,
     SocketInvalid = 10022,

@@ -12,6 +12,12 @@ constexpr bool FAILED(HRESULT status) noexcept { return status < 0; }
 /// Makes a status of its published hexadecimal form.
 constexpr HRESULT makeStatus(std::uint32_t value) noexcept { return static_cast<HRESULT>(value); }
 
+/// The status of a platform error number: a value of 0 or below stays; one above becomes its low 16 bits under
+/// 0x80070000.
+constexpr HRESULT HRESULT_FROM_WIN32(std::int32_t error) noexcept {
+    return error <= 0 ? error : makeStatus((static_cast<std::uint32_t>(error) & 0xFFFFU) | 0x80070000U);
+}
+
 inline constexpr HRESULT S_OK = 0;
 inline constexpr HRESULT S_FALSE = 1;
 inline constexpr HRESULT E_NOTIMPL = makeStatus(0x80004001);
@@ -23,6 +29,10 @@ inline constexpr HRESULT E_OUTOFMEMORY = makeStatus(0x8007000E);
 inline constexpr HRESULT E_INVALIDARG = makeStatus(0x80070057);
 inline constexpr HRESULT CLASS_E_NOAGGREGATION = makeStatus(0x80040110);
 inline constexpr HRESULT CLASS_E_CLASSNOTAVAILABLE = makeStatus(0x80040111);
+inline constexpr HRESULT REGDB_E_CLASSNOTREG = makeStatus(0x80040154);
+inline constexpr HRESULT CO_E_NOTINITIALIZED = makeStatus(0x800401F0);
+inline constexpr HRESULT CO_E_DLLNOTFOUND = makeStatus(0x800401F8);
+inline constexpr HRESULT CO_E_ERRORINDLL = makeStatus(0x800401F9);
 
 inline constexpr HRESULT STG_E_WRITEFAULT = makeStatus(0x8003001D);
 inline constexpr HRESULT STG_E_READFAULT = makeStatus(0x8003001E);

@@ -1,12 +1,13 @@
 #pragma once
 // What a process has once, shared by the host and every module loaded into it: the debug output with its hook, the tick
 // offset for tests, what raised priority was granted, and the list of local interfaces. It lives in a small shared
-// library of its own.
+// library of its own, with the registry (platform/registry.h), class creation (platform/class_creation.h) and the
+// filter mapper (platform/filter_mapper.h).
 
 #include <cstddef>
 #include <cstdint>
 
-#define MCGATE_PROCESS_API __attribute__((visibility("default")))
+#include "platform/process/api.h"
 
 namespace mcgate::process {
 

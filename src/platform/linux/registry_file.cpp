@@ -1,0 +1,152 @@
+#include "platform/linux/registry_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <thread>
+
+#include "platform/errors.h"
+
+namespace mcgate::platform {
+
+namespace {
+
+constexpr std::size_t kLargest = std::size_t{1} << 20;
+constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::milliseconds kNextTry{5};
+
+int fileError(int number) noexcept {
+    switch (number) {
+        case ENOENT:
+        case ENOTDIR:
+            return ErrorPathNotFound;
+        case EACCES:
+        case EPERM:
+        case EROFS:
+        case EISDIR:
+        case ELOOP:
+            return ErrorAccessDenied;
+        case EMFILE:
+        case ENFILE:
+            return ErrorTooManyOpenFiles;
+        case ENOMEM:
+            return ErrorNotEnoughMemory;
+        case ENOSPC:
+        case EDQUOT:
+            return ErrorDiskFull;
+        default:
+            return ErrorGenFailure;
+    }
+}
+
+class File {
+public:
+    explicit File(int descriptor) noexcept : descriptor_(descriptor) {}
+    ~File() {
+        if (descriptor_ >= 0) close(descriptor_);
+    }
+    File(const File&) = delete;
+    File& operator=(const File&) = delete;
+    int get() const noexcept { return descriptor_; }
+
+private:
+    const int descriptor_;
+};
+
+bool writeAll(int descriptor, const std::string& text) {
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t written = write(descriptor, text.data() + done, text.size() - done);
+        if (written < 0 && errno != EINTR) return false;
+        if (written > 0) done += static_cast<std::size_t>(written);
+    }
+    return true;
+}
+
+// A new name lasts once its directory is on the disk. A file system that can't do that loses nothing but the change.
+void syncDirectoryOf(const std::string& path) {
+    const std::size_t slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    const File file(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (file.get() >= 0) fsync(file.get());
+}
+
+std::string withoutLinks(const std::string& path) {
+    const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr), &std::free);
+    return target ? std::string(target.get()) : path;
+}
+
+int writeBeside(const std::string& path, const std::string& text, mode_t rights) {
+    const File file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644));
+    if (file.get() < 0) return fileError(errno);
+    if (rights != 0 && fchmod(file.get(), rights) != 0) return fileError(errno);
+    if (!writeAll(file.get(), text) || fsync(file.get()) != 0) return fileError(errno);
+    return 0;
+}
+
+}  // namespace
+
+int readRegistryFile(const std::string& path, std::string& text) {
+    // A pipe or a device without a writer must not hold the reader up.
+    const File file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (file.get() < 0) return errno == ENOENT || errno == ENOTDIR ? ErrorFileNotFound : fileError(errno);
+    struct stat kind {};
+    if (fstat(file.get(), &kind) != 0) return fileError(errno);
+    if (!S_ISREG(kind.st_mode)) return ErrorInvalidData;
+    text.clear();
+    char piece[4096];
+    for (;;) {
+        const ssize_t got = read(file.get(), piece, sizeof piece);
+        if (got == 0) return 0;
+        if (got < 0 && errno != EINTR) return fileError(errno);
+        if (got > 0) text.append(piece, static_cast<std::size_t>(got));
+        if (text.size() > kLargest) return ErrorInvalidData;
+    }
+}
+
+RegistryFileLock::RegistryFileLock(const std::string& path)
+    : descriptor_(open((withoutLinks(path) + ".lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
+    if (descriptor_ < 0) {
+        status_ = fileError(errno);
+        return;
+    }
+    // A holder that was stopped must not stop everybody: hence no wait without end.
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+        if (errno == EINTR) continue;
+        status_ = errno == EWOULDBLOCK ? ErrorLockViolation : fileError(errno);
+        if (status_ != ErrorLockViolation || std::chrono::steady_clock::now() >= end) return;
+        std::this_thread::sleep_for(kNextTry);
+    }
+    status_ = 0;
+}
+
+// Let go by name: a process forked meanwhile has the descriptor, too.
+RegistryFileLock::~RegistryFileLock() {
+    if (descriptor_ < 0) return;
+    if (status_ == 0) flock(descriptor_, LOCK_UN);
+    close(descriptor_);
+}
+
+int replaceRegistryFile(const std::string& path, const std::string& text) {
+    const std::string target = withoutLinks(path);
+    struct stat old {};
+    const bool exists = stat(target.c_str(), &old) == 0;
+    if (exists && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return fileError(errno);
+    const std::string fresh = target + ".new";
+    int status = writeBeside(fresh, text, exists ? old.st_mode & 07777U : 0);
+    if (status == 0 && rename(fresh.c_str(), target.c_str()) != 0) status = fileError(errno);
+    if (status == 0) {
+        syncDirectoryOf(target);
+    } else {
+        unlink(fresh.c_str());
+    }
+    return status;
+}
+
+}  // namespace mcgate::platform
