@@ -9,6 +9,7 @@
 #include "receiver_runs.h"
 #include "sender_runs.h"
 #include "support/private_network.h"
+#include "support/registered_module.h"
 
 namespace {
 
@@ -55,6 +56,7 @@ int main(int argc, char** argv) {
     const std::string out = argc == 3 && std::strcmp(argv[1], "--out") == 0 ? argv[2] : "";
     try {
         const auto machine = bench::describeMachine();
+        test::RegisteredModule::once();
         const test::TwoHosts hosts;
         std::vector<bench::Comparison> comparisons;
         {

@@ -11,8 +11,12 @@
 #include <stdexcept>
 #include <thread>
 
+#include "cli/module_loader.h"
+#include "graph/filter_graph.h"
+#include "interfaces/class_ids.h"
+#include "interfaces/i_source_config.h"
+#include "media/host/base_filter.h"
 #include "media/host/base_input_pin.h"
-#include "receiver/network_receiver_filter.h"
 #include "support/plain_sockets.h"
 
 #ifndef UDP_SEGMENT
@@ -137,9 +141,8 @@ Run rawReceives(const test::TwoHosts& hosts) {
 class Receiving {
 public:
     Receiving() {
-        receiver_->SetSource(kPort, mcgate::platform::toWide(kHere).c_str(), u"0.0.0.0", u"");
-        if (FAILED(receiver_->GetPin(0)->Connect(sink_->GetPin(0), nullptr)) || FAILED(sink_->Run(0)) ||
-            FAILED(receiver_->Run(0))) {
+        receiver_.query<ISourceConfig>()->SetSource(kPort, mcgate::platform::toWide(kHere).c_str(), u"0.0.0.0", u"");
+        if (FAILED(output_->Connect(sink_->GetPin(0), nullptr)) || FAILED(sink_->Run(0)) || FAILED(receiver_->Run(0))) {
             throw std::runtime_error("the receiving graph does not run");
         }
     }
@@ -147,7 +150,7 @@ public:
         sink_->Stop();
         receiver_->Pause();
         receiver_->Stop();
-        receiver_->GetPin(0)->Disconnect();
+        output_->Disconnect();
         sink_->GetPin(0)->Disconnect();
     }
     Receiving(const Receiving&) = delete;
@@ -155,7 +158,9 @@ public:
     std::uint64_t count() const { return sink_->count(); }
 
 private:
-    const mcgate::platform::ComPtr<CNetworkReceiverFilter> receiver_{new CNetworkReceiverFilter(nullptr)};
+    const mcgate::platform::ComPtr<IBaseFilter> receiver_ =
+        mcgate::host::create<IBaseFilter>(CLSID_CNetworkReceiverFilter);
+    const mcgate::platform::ComPtr<IPin> output_ = mcgate::host::findPin(*receiver_, PINDIR_OUTPUT);
     const mcgate::platform::ComPtr<Discarder> sink_{new Discarder};
 };
 

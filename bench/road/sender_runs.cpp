@@ -9,9 +9,12 @@
 #include <memory>
 #include <stdexcept>
 
+#include "cli/module_loader.h"
 #include "feeder.h"
 #include "foundation/log_perf.h"
-#include "sender/network_send.h"
+#include "graph/filter_graph.h"
+#include "interfaces/class_ids.h"
+#include "interfaces/i_sender_config.h"
 
 namespace bench {
 
@@ -58,18 +61,18 @@ Run rawSends(int destinations, int datagrams) {
 
 Run senderRun(std::int32_t sampleSize, int destinations, int datagrams) {
     QuietLog log;
-    HRESULT status = S_OK;
-    const mcgate::platform::ComPtr<CNetworkSend> sender(new CNetworkSend(nullptr, &status));
-    sender->SetLogPerf(&log);
-    sender->EnablePacing(0);
+    const auto sender = mcgate::host::create<IBaseFilter>(CLSID_CNetworkSend);
+    const auto input = mcgate::host::findPin(*sender, PINDIR_INPUT);
+    const auto config = sender.query<ISenderConfig>();
+    config->SetLogPerf(&log);
+    config->EnablePacing(0);
     for (int i = 0; i < destinations; ++i) {
         std::int32_t index = -1;
-        sender->AddDestination(mcgate::platform::toWide(kGroup).c_str(), kPort,
+        config->AddDestination(mcgate::platform::toWide(kGroup).c_str(), kPort,
                                mcgate::platform::toWide(kLocal).c_str(), &index);
     }
     const mcgate::platform::ComPtr<Feeder> feeder(new Feeder(sampleSize, kPoolBytes / sampleSize));
-    if (FAILED(feeder->GetPin(0)->Connect(sender->GetPin(0), nullptr)) || FAILED(sender->Run(0)) ||
-        FAILED(feeder->Run(0))) {
+    if (FAILED(feeder->GetPin(0)->Connect(input.get(), nullptr)) || FAILED(sender->Run(0)) || FAILED(feeder->Run(0))) {
         throw std::runtime_error("the sending graph does not run");
     }
     const int samples = datagrams * static_cast<int>(kDatagram / static_cast<std::size_t>(sampleSize));
@@ -83,8 +86,8 @@ Run senderRun(std::int32_t sampleSize, int destinations, int datagrams) {
     sender->Stop();
     feeder->Stop();
     feeder->GetPin(0)->Disconnect();
-    sender->GetPin(0)->Disconnect();
-    sender->SetLogPerf(nullptr);
+    input->Disconnect();
+    config->SetLogPerf(nullptr);
     return run;
 }
 

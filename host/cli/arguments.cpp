@@ -7,19 +7,22 @@
 #include <map>
 #include <memory>
 
+#include "cli/registry_commands.h"
 #include "cli/url.h"
 
 namespace mcgate::host {
 
 namespace {
 
-constexpr const char* kForm = "one of send, receive and generate; mcgate --help tells more";
+constexpr const char* kForm =
+    "one of send, receive, generate, register, unregister and classes; mcgate --help tells more";
 constexpr const char* kSendForm =
     "mcgate send INPUT --to URL [--to URL]... [--offset MS] [--no-pacing] [--loop] [--report text|json|none]";
 constexpr const char* kReceiveForm =
     "mcgate receive URL [--out FILE] [--timeout MS] [--duration SECONDS] [--idle-exit SECONDS] "
     "[--report text|json|none]";
 constexpr const char* kGenerateForm = "mcgate generate --rate BITS --duration SECONDS [--seed N] --out FILE";
+constexpr const char* kRegisterForm = "mcgate register [MODULE], mcgate unregister [MODULE] or mcgate classes";
 
 // CLI11's own checks let "nan" and "inf" through, and say less.
 template <class Number>
@@ -92,6 +95,12 @@ CLI::App& addGenerate(CLI::App& app, GenerateOptions& options) {
     return command;
 }
 
+CLI::App& addModuleCommand(CLI::App& app, const char* name, const char* what, std::string& module) {
+    auto& command = *app.add_subcommand(name, what);
+    command.add_option("MODULE", module, "a module; the one beside the command at first");
+    return command;
+}
+
 [[noreturn]] void refuse(const CLI::ParseError& problem, const char* form) {
     std::string text = problem.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
@@ -105,24 +114,40 @@ Task parseArguments(int argc, char** argv) {
         SendOptions send;
         ReceiveOptions receive;
         GenerateOptions generate;
+        std::string module;
+        std::string registry;
     };
     const auto options = std::make_shared<Options>();
     CLI::App app("Carries transport streams over UDP and multicast");
     app.require_subcommand(1);
+    app.fallthrough();
+    app.add_option("--registry", options->registry, "the file of registered modules")
+        ->envname("MCGATE_REGISTRY")
+        ->type_name("FILE");
     const CLI::App& send = addSend(app, options->send);
     const CLI::App& receive = addReceive(app, options->receive);
     const CLI::App& generate = addGenerate(app, options->generate);
+    const CLI::App& registering =
+        addModuleCommand(app, "register", "Register a module for all users of this registry", options->module);
+    const CLI::App& unregistering =
+        addModuleCommand(app, "unregister", "Take a module's classes out of the registry", options->module);
+    const CLI::App& classes = *app.add_subcommand("classes", "Tell what is registered");
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
         app.exit(help);
         return [] { return 0; };
     } catch (const CLI::ParseError& problem) {
-        refuse(problem, send.parsed()       ? kSendForm
-                        : receive.parsed()  ? kReceiveForm
-                        : generate.parsed() ? kGenerateForm
-                                            : kForm);
+        refuse(problem, send.parsed()                                                        ? kSendForm
+                        : receive.parsed()                                                   ? kReceiveForm
+                        : generate.parsed()                                                  ? kGenerateForm
+                        : registering.parsed() || unregistering.parsed() || classes.parsed() ? kRegisterForm
+                                                                                             : kForm);
     }
+    useRegistry(options->registry);
+    if (registering.parsed()) return [options] { return runRegister(options->module); };
+    if (unregistering.parsed()) return [options] { return runUnregister(options->module); };
+    if (classes.parsed()) return runClasses;
     if (send.parsed()) return [options] { return runSend(options->send); };
     if (receive.parsed()) return [options] { return runReceive(options->receive); };
     return [options] { return runGenerate(options->generate); };

@@ -1,11 +1,25 @@
 #pragma once
 
+#include <string>
+
 #include "platform/unknown.h"
 
 namespace mcgate::host {
 
-/// Creates an object of the module beside the command; the module stays loaded. Throws std::runtime_error with the
-/// reason.
+/// Which module makes a class.
+struct ModuleChoice {
+    std::string path;
+    bool registered = false;  ///< false: the class isn't, and this is the module beside the program
+};
+
+/// Throws std::runtime_error when the registry can't be read.
+ModuleChoice moduleOf(const GUID& classId);
+
+/// The module beside this program.
+std::string moduleBeside();
+
+/// Creates an object of a class by the registered module, or by the one beside the program where the class isn't
+/// registered. Throws std::runtime_error with the reason, the module's path and what would help.
 platform::ComPtr<IUnknown> createObject(const GUID& classId);
 
 /// As createObject, for one interface of the object.

@@ -68,6 +68,7 @@ private:
             url_.local = routedInterface(url_.group);
             report_.tellInterface(url_.group, url_.local);
         }
+        report_.tellModule(moduleOf(CLSID_CNetworkReceiverFilter));
         receiver_ = host::create<IBaseFilter>(CLSID_CNetworkReceiverFilter);
         config_ = receiver_.query<ISourceConfig>();
         config_->SetLogPerf(&log_);

@@ -63,6 +63,18 @@ void Report::tellInterfaceState(std::uint32_t index, bool up) const {
     }
 }
 
+void Report::tellModule(const ModuleChoice& module) const {
+    if (module.registered) return;
+    if (form_ == ReportForm::Json) {
+        const nlohmann::ordered_json line{{"event", "module"}, {"path", module.path}, {"registered", false}};
+        std::fprintf(stderr, "%s\n", line.dump().c_str());
+    }
+    if (form_ == ReportForm::Text) {
+        std::fprintf(stderr, "%s: by the module beside the command, as none is registered: %s\n", name_.c_str(),
+                     module.path.c_str());
+    }
+}
+
 void Report::writeJson(const ReportValues& values, double seconds, double bitRate, bool final) const {
     nlohmann::ordered_json line{{"time_s", seconds},
                                 {"datagrams", values.datagrams},

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "cli/module_loader.h"
+
 namespace mcgate::host {
 
 enum class ReportForm { Text, Json, None };
@@ -41,6 +43,8 @@ public:
     void tellInterface(const std::string& address, const std::string& local) const;
     /// That an interface behind a destination is up or down, with the time.
     void tellInterfaceState(std::uint32_t index, bool up) const;
+    /// Which module is used where none is registered.
+    void tellModule(const ModuleChoice& module) const;
 
 private:
     using Clock = std::chrono::steady_clock;

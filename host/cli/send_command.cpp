@@ -89,6 +89,7 @@ private:
     void build() {
         for (const auto& text : options_.destinations) parseSendUrl(text);  // wrong use is told before all else
         checkLoop(options_);
+        report_.tellModule(moduleOf(CLSID_CNetworkSend));
         sender_ = host::create<IBaseFilter>(CLSID_CNetworkSend);
         senderMade_ = std::chrono::steady_clock::now();
         config_ = sender_.query<ISenderConfig>();

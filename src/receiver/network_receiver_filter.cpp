@@ -12,9 +12,6 @@ namespace udp = quorvel::network::udp::lib_udp::v2_1;
 
 namespace {
 
-constexpr std::uint32_t kMeritDoNotUse = 0x200000;
-constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkReceiverFilter, u"Quorvel Multicast Receiver", kMeritDoNotUse, 0};
-
 bool isConfigured(const udp::Endpoint& source) {
     return udp::EndpointPort(source) != 0 && udp::EndpointFamily(source) != mcgate::platform::kFamilyNone;
 }
@@ -82,8 +79,6 @@ CBasePin* CNetworkReceiverFilter::GetPin(int index) {
     const std::lock_guard hold(filterLock_);
     return index == 0 ? pin_.get() : nullptr;
 }
-
-const AMOVIESETUP_FILTER* CNetworkReceiverFilter::GetSetupData() { return &kSetup; }
 
 HRESULT CNetworkReceiverFilter::Pause() {
     const std::uint32_t asked = mcgate::platform::tickCount();

@@ -30,6 +30,9 @@ class CNetworkReceiverFilter final : public CBaseFilter,
                                      public ISpecifyPropertyPages,
                                      public CPersistStream {
 public:
+    static constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkReceiverFilter, u"Quorvel Multicast Receiver",
+                                               MERIT_DO_NOT_USE, 0, nullptr};
+
     /// A new filter without a reference, or null and a failure in `*status`; nothing is thrown, no object stays.
     static CNetworkReceiverFilter* CreateInstance(IUnknown* outer, HRESULT* status) noexcept;
 
@@ -42,7 +45,7 @@ public:
 
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int index) override;
-    const AMOVIESETUP_FILTER* GetSetupData() override;
+    const AMOVIESETUP_FILTER* GetSetupData() override { return &kSetup; }
     /// E_FAIL, and still stopped, when the socket can't be opened or joined. Runs without a socket when not configured.
     HRESULT Pause() override;
     HRESULT Stop() override;

@@ -13,9 +13,7 @@ namespace udp = quorvel::network::udp::lib_udp::v2_1;
 
 namespace {
 
-constexpr std::uint32_t kMeritDoNotUse = 0x200000;
 constexpr std::uint32_t kPauseAfterFailureMs = 1;
-constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkSend, u"Quorvel Multicast Sender", kMeritDoNotUse, 0};
 
 void readDestinations(IStream& stream, std::vector<DestinationRecord>& list) {
     std::uint8_t count = 0;
@@ -73,8 +71,6 @@ CBasePin* CNetworkSend::GetPin(int index) {
     const std::lock_guard hold(filterLock_);
     return index == 0 ? pin_.get() : nullptr;
 }
-
-const AMOVIESETUP_FILTER* CNetworkSend::GetSetupData() { return &kSetup; }
 
 HRESULT CNetworkSend::Pause() {
     const std::lock_guard hold(filterLock_);

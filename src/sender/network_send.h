@@ -48,6 +48,9 @@ class CNetworkSend final : public CBaseFilter,
 public:
     using NetSender = quorvel::network::udp::lib_udp::v2_1::NetSender;
 
+    static constexpr AMOVIESETUP_FILTER kSetup{&CLSID_CNetworkSend, u"Quorvel Multicast Sender", MERIT_DO_NOT_USE, 0,
+                                               nullptr};
+
     /// A new filter without a reference, or null and a failure in `*status`; nothing is thrown, no object stays.
     static CNetworkSend* CreateInstance(IUnknown* outer, HRESULT* status) noexcept;
 
@@ -60,7 +63,7 @@ public:
 
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int index) override;
-    const AMOVIESETUP_FILTER* GetSetupData() override;
+    const AMOVIESETUP_FILTER* GetSetupData() override { return &kSetup; }
     /// E_FAIL, and still stopped, when no destination can be opened; the log tells why.
     HRESULT Pause() override;
     HRESULT Stop() override;

@@ -9,6 +9,7 @@
 #include "cli/stop_signal.h"
 #include "soak/soak.h"
 #include "support/private_network.h"
+#include "support/registered_module.h"
 
 namespace {
 
@@ -62,6 +63,7 @@ int main(int argc, char** argv) {
     if (checkItself) options = selfTest();
     options.seed = seed;
     try {
+        test::RegisteredModule::once();
         return run(options);
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "mcgate-soak: %s\n", problem.what());

@@ -8,5 +8,7 @@ case "$2" in
 esac
 directory=$(mktemp -d)
 trap 'rm -rf "$directory"' EXIT
+export MCGATE_REGISTRY=$directory/registry
+"$bin/mcgate" register
 "$bin/mcgate" generate --rate 20000000 --duration 5 --out "$directory/sent.ts"
 "$bin/mcgate-demo" "$directory/sent.ts" "$directory/received.ts" "$address" "$port"

@@ -16,7 +16,7 @@ expect() { # status, part of the message, command...
         echo "FAILED: $* was refused in more than a line: $(cat err)"
         failed=1
     fi
-    if [ "$got" -ne "$status" ] || ! grep -qF -- "$part" err; then
+    if [ "$got" -ne "$status" ] || [[ "$(cat err)" != *"$part"* ]]; then
         echo "FAILED: $* gave $got (expected $status) and said: $(cat err)"
         failed=1
     fi
@@ -24,6 +24,37 @@ expect() { # status, part of the message, command...
 
 # As expect, for a command that waits for somebody and is told to stop after a second.
 expect_stopped() { expect "$1" "$2" timeout --preserve-status --signal=TERM --kill-after=5 1 "${@:3}"; }
+
+# Registered, called off, registered elsewhere, broken: a registry of this test's own.
+export MCGATE_REGISTRY=$directory/registry
+module=$(dirname "$mcgate")/mcgate.AX
+listen=("$mcgate" receive udp://@127.0.0.1:45300 --idle-exit 0.1 --report)
+expect 0 "by the module beside the command, as none is registered: $module" "${listen[@]}" text
+expect 0 '{"event":"module","path":"'"$module"'","registered":false}' "${listen[@]}" json
+expect 0 "" "${listen[@]}" none
+[ -s err ] && { echo "FAILED: a silent run spoke: $(cat err)"; failed=1; }
+expect 1 "isn't there" "$mcgate" register no.AX
+expect 1 "can't register $mcgate: " "$mcgate" register "$mcgate"
+expect 1 "Path not found" "$mcgate" register --registry "$mcgate/no/registry"
+cp "$module" other.AX
+expect 0 "" "$mcgate" register other.AX
+expect 0 "" "$mcgate" classes
+[ "$(grep -c "}  0x00200000  .*  $PWD/other.AX$" out)" -eq 2 ] || { echo "FAILED: classes told $(cat out)"; failed=1; }
+echo "no module" >other.AX
+expect 1 "the registered module can't be used: $PWD/other.AX: " "${listen[@]}" none
+rm other.AX
+expect 1 "the registered module $PWD/other.AX isn't there; mcgate register" "${listen[@]}" none
+expect 0 "" "$mcgate" unregister
+expect 0 "" "$mcgate" classes
+grep -q "nothing is registered in $directory/registry" out || { echo "FAILED: left over: $(cat out)"; failed=1; }
+echo "no registry" >"$MCGATE_REGISTRY"
+expect 1 "delete it" "$mcgate" register
+expect 1 "delete it" "$mcgate" classes
+expect 1 "delete it" "${listen[@]}" none
+rm "$MCGATE_REGISTRY"
+"$mcgate" register >/dev/null || failed=1
+expect 0 "receive total" "${listen[@]}" text
+grep -q "beside" err && { echo "FAILED: a registered module was not used: $(cat err)"; failed=1; }
 
 "$mcgate" generate --rate 5000000 --duration 2 --out in.ts || failed=1
 expect 2 "subcommand" "$mcgate"

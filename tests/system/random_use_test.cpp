@@ -17,8 +17,13 @@
 #include <thread>
 #include <vector>
 
+#include "cli/module_loader.h"
+#include "foundation/log_perf.h"
+#include "graph/filter_graph.h"
+#include "interfaces/class_ids.h"
+#include "interfaces/i_source_config.h"
 #include "network/sock_udp_sender.h"
-#include "receiver/network_receiver_filter.h"
+#include "support/registered_module.h"
 #include "support/unruly_filter.h"
 
 namespace {
@@ -238,7 +243,7 @@ public:
         SCOPED_TRACE(trace);
         std::thread config([this, step, trace, own = receiver_]() mutable {
             SCOPED_TRACE(trace);
-            configure(*own, Dice(seed_, step, 1));
+            configure(*own.query<ISourceConfig>(), Dice(seed_, step, 1));
             configCalls_("release", [&own] { return own.reset(), 0; });
         });
         control(Dice(seed_, step, 2));
@@ -258,7 +263,8 @@ public:
         makeReceiver();
         renderer_->behave(UnrulyFilter::Manner::Polite);
         traffic_.setPace(Traffic::kSparse);
-        EXPECT_EQ(receiver_->SetSource(kPlaces[2].port, u"127.0.0.1", kPlaces[2].group, u""), S_OK);
+        EXPECT_EQ(receiver_.query<ISourceConfig>()->SetSource(kPlaces[2].port, u"127.0.0.1", kPlaces[2].group, u""),
+                  S_OK);
         const auto before = renderer_->received();
         EXPECT_EQ(receiver_->Run(0), S_OK);
         return renderer_->waitForReceived(before + 10, 20s);
@@ -284,11 +290,13 @@ private:
     enum class Way { InOrder, RendererLeaves };
 
     void makeReceiver() {
-        receiver_ = new CNetworkReceiverFilter(nullptr);
+        receiver_ = mcgate::host::create<IBaseFilter>(CLSID_CNetworkReceiverFilter);
         renderer_->Stop();
-        ASSERT_EQ(receiver_->GetPin(0)->Connect(renderer_->input(), nullptr), S_OK);
+        ASSERT_EQ(output()->Connect(renderer_->input(), nullptr), S_OK);
         ASSERT_EQ(renderer_->Run(0), S_OK);
     }
+
+    ComPtr<IPin> output() { return mcgate::host::findPin(*receiver_, PINDIR_OUTPUT); }
 
     void control(Dice dice) {
         for (int left = dice.between(4, 10); left > 0; --left) {
@@ -323,14 +331,14 @@ private:
     void takeDown(Way way) {
         if (way == Way::InOrder) {
             stop(false);
-            EXPECT_EQ(graphCalls_("Disconnect", [this] { return receiver_->GetPin(0)->Disconnect(); }), S_OK);
+            EXPECT_EQ(graphCalls_("Disconnect", [this] { return output()->Disconnect(); }), S_OK);
         }
         // Without a stop the receiver's end stays connected, and its worker goes on until the filter goes.
         graphCalls_("Stop of the renderer", [this] { return renderer_->Stop(); });
         EXPECT_EQ(graphCalls_("Disconnect of the renderer", [this] { return renderer_->input()->Disconnect(); }), S_OK);
     }
 
-    void configure(CNetworkReceiverFilter& receiver, Dice dice) {
+    void configure(ISourceConfig& receiver, Dice dice) {
         static constexpr std::int32_t timeOuts[] = {-1, 0, 1, 200, 5001};
         for (int left = dice.between(4, 10); left > 0; --left) {
             switch (dice.below(6)) {
@@ -381,7 +389,7 @@ private:
     std::array<CountingLog, 2> logs_;
     Calls graphCalls_{*renderer_};
     Calls configCalls_{*renderer_};
-    ComPtr<CNetworkReceiverFilter> receiver_;
+    ComPtr<IBaseFilter> receiver_;
     Traffic traffic_;
     Beat release_{[this, dice = Dice(seed_, -1, 0)]() mutable {
         renderer_->releaseHeld();
@@ -399,6 +407,7 @@ TEST(RandomUse, NeitherHangsNorLeaksNorTakesLong) {
     const std::uint32_t seed = seedOfThisRun();
     std::printf("MCGATE_SEED=%u\n", seed);
     std::fflush(stdout);
+    const auto& module = test::RegisteredModule::once();
     const auto objectsBefore = CBaseObject::ObjectsActive();
     {
         Host host(seed);
@@ -407,6 +416,7 @@ TEST(RandomUse, NeitherHangsNorLeaksNorTakesLong) {
         host.report();
     }
     EXPECT_EQ(CBaseObject::ObjectsActive(), objectsBefore);
+    EXPECT_TRUE(module.isIdle());
 }
 
 }  // namespace

@@ -5,8 +5,12 @@
 #include <memory>
 #include <string>
 
-#include "receiver/network_receiver_filter.h"
+#include "cli/module_loader.h"
+#include "graph/filter_graph.h"
+#include "interfaces/class_ids.h"
+#include "interfaces/i_source_config.h"
 #include "support/recording_log.h"
+#include "support/registered_module.h"
 #include "support/test_filters.h"
 
 namespace test {
@@ -60,25 +64,27 @@ private:
 
 /// The receiver before a collector, with a listener. Members may be used at will; the destructor stops in order.
 struct ReceivingGraph {
+    const RegisteredModule& module = RegisteredModule::once();
     Presence presence;
     RecordingLog log;
-    ComPtr<CNetworkReceiverFilter> filter{new CNetworkReceiverFilter(nullptr)};
+    ComPtr<IBaseFilter> filter = mcgate::host::create<IBaseFilter>(CLSID_CNetworkReceiverFilter);
+    ComPtr<ISourceConfig> config = filter.query<ISourceConfig>();
     ComPtr<CollectingFilter> collector;
-    PinConnection connection{filter->GetPin(0), collector->input()};
+    PinConnection connection{mcgate::host::findPin(*filter, PINDIR_OUTPUT).get(), collector->input()};
 
     ReceivingGraph(std::uint16_t port, const std::string& local, const std::string& group, const std::string& source,
                    std::int32_t timeoutMs = 5000, std::vector<CMediaType> types = {})
         : collector(new CollectingFilter(std::move(types))) {
         using mcgate::platform::toWide;
-        filter->SetLogPerf(&log);
-        filter->SetDataSourceListener(&presence);
-        filter->SetTimeout(timeoutMs);
-        EXPECT_EQ(filter->SetSource(port, toWide(local).c_str(), toWide(group).c_str(), toWide(source).c_str()), S_OK);
+        config->SetLogPerf(&log);
+        config->SetDataSourceListener(&presence);
+        config->SetTimeout(timeoutMs);
+        EXPECT_EQ(config->SetSource(port, toWide(local).c_str(), toWide(group).c_str(), toWide(source).c_str()), S_OK);
     }
     ~ReceivingGraph() {
         stop();
-        filter->RemoveDataSourceListener(&presence);
-        filter->SetLogPerf(nullptr);
+        config->RemoveDataSourceListener(&presence);
+        config->SetLogPerf(nullptr);
     }
     void start() {
         EXPECT_EQ(collector->Run(0), S_OK);
@@ -88,7 +94,8 @@ struct ReceivingGraph {
     void stop() {
         collector->release();
         collector->letGo();
-        if (filter->IsActive()) filter->Pause();
+        FILTER_STATE state = State_Stopped;
+        if (SUCCEEDED(filter->GetState(0, &state)) && state != State_Stopped) filter->Pause();
         filter->Stop();
         collector->Stop();
     }

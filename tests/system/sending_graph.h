@@ -7,8 +7,12 @@
 #include <thread>
 #include <vector>
 
-#include "sender/network_send.h"
+#include "cli/module_loader.h"
+#include "graph/filter_graph.h"
+#include "interfaces/class_ids.h"
+#include "interfaces/i_sender_config.h"
 #include "support/recording_log.h"
+#include "support/registered_module.h"
 #include "support/test_filters.h"
 
 namespace test {
@@ -23,11 +27,11 @@ public:
 
     SendingGraph(const std::vector<Destination>& destinations, std::uint16_t port) {
         using mcgate::platform::toWide;
-        filter->SetLogPerf(&log);
-        filter->EnablePacing(0);  // the feeder keeps the pace
+        config->SetLogPerf(&log);
+        config->EnablePacing(0);  // the feeder keeps the pace
         for (const auto& one : destinations) {
             std::int32_t index = -1;
-            EXPECT_EQ(filter->AddDestination(toWide(one.remote).c_str(), port, toWide(one.local).c_str(), &index),
+            EXPECT_EQ(config->AddDestination(toWide(one.remote).c_str(), port, toWide(one.local).c_str(), &index),
                       S_OK);
         }
         EXPECT_EQ(connection.status(), S_OK);
@@ -35,7 +39,7 @@ public:
     ~SendingGraph() {
         stop();
         connection.disconnect();
-        filter->SetLogPerf(nullptr);
+        config->SetLogPerf(nullptr);
     }
     void start() {
         ASSERT_EQ(filter->Run(0), S_OK);
@@ -59,16 +63,12 @@ public:
     /// The longest time that one sample took from the feeder's hands.
     std::chrono::nanoseconds longestDelivery() const { return longest_.load(); }
 
+    const RegisteredModule& module = RegisteredModule::once();
     RecordingLog log;
-    ComPtr<CNetworkSend> filter = make();
+    ComPtr<IBaseFilter> filter = mcgate::host::create<IBaseFilter>(CLSID_CNetworkSend);
+    ComPtr<ISenderConfig> config = filter.query<ISenderConfig>();
 
 private:
-    static ComPtr<CNetworkSend> make() {
-        HRESULT status = S_OK;
-        ComPtr<CNetworkSend> made(new CNetworkSend(nullptr, &status));
-        EXPECT_EQ(status, S_OK);
-        return made;
-    }
     static CMediaType transportType() {
         CMediaType type(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
         const AM_MPEGSYSTEMTYPE block{0, 0};
@@ -91,7 +91,7 @@ private:
     }
 
     ComPtr<FeedingFilter> feeder{new FeedingFilter(transportType(), 256)};
-    PinConnection connection{feeder->output(), filter->GetPin(0)};
+    PinConnection connection{feeder->output(), mcgate::host::findPin(*filter, PINDIR_INPUT).get()};
     std::atomic<bool> ending_{false};
     std::atomic<std::uint32_t> last_{0};
     std::atomic<std::chrono::nanoseconds> longest_{std::chrono::nanoseconds(0)};

@@ -91,13 +91,13 @@ private:
 
 /// The whole road over the loopback interface: feeder, sender, socket, receiver, counter.
 struct SteadyState : testing::TestWithParam<bool> {
-    ComPtr<CNetworkReceiverFilter> receiver{new CNetworkReceiverFilter(nullptr)};
+    const RegisteredModule& module = RegisteredModule::once();
+    ComPtr<IBaseFilter> receiver = mcgate::host::create<IBaseFilter>(CLSID_CNetworkReceiverFilter);
     ComPtr<CountingFilter> counter{new CountingFilter(GetParam())};
-    PinConnection connection{receiver->GetPin(0), counter->GetPin(0)};
+    PinConnection connection{mcgate::host::findPin(*receiver, PINDIR_OUTPUT).get(), counter->GetPin(0)};
     ComPtr<FeedingFilter> feeder{new FeedingFilter(transportType(), kPool)};
-    HRESULT status = S_OK;
-    ComPtr<CNetworkSend> sender{new CNetworkSend(nullptr, &status)};
-    PinConnection sending{feeder->output(), sender->GetPin(0)};
+    ComPtr<IBaseFilter> sender = mcgate::host::create<IBaseFilter>(CLSID_CNetworkSend);
+    PinConnection sending{feeder->output(), mcgate::host::findPin(*sender, PINDIR_INPUT).get()};
     std::uint64_t sent = 0;
 
     static CMediaType transportType() {
@@ -108,11 +108,14 @@ struct SteadyState : testing::TestWithParam<bool> {
     }
     void SetUp() override {
         std::int32_t index = -1;
-        ASSERT_EQ(receiver->SetSource(kPort, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
-        ASSERT_EQ(sender->AddDestination(u"127.0.0.1", kPort, u"127.0.0.1", &index), S_OK);
-        sender->EnablePacing(0);
-        for (IBaseFilter* filter : {static_cast<IBaseFilter*>(counter.get()), static_cast<IBaseFilter*>(receiver.get()),
-                                    static_cast<IBaseFilter*>(sender.get()), static_cast<IBaseFilter*>(feeder.get())}) {
+        const auto config = sender.query<ISenderConfig>();
+        ASSERT_EQ(receiver.query<ISourceConfig>()->SetSource(kPort, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
+        const std::uint64_t before = allocations;
+        ASSERT_EQ(config->AddDestination(u"127.0.0.1", kPort, u"127.0.0.1", &index), S_OK);
+        ASSERT_GT(allocations, before) << "the module's allocations are not seen";
+        config->EnablePacing(0);
+        for (IBaseFilter* filter : {static_cast<IBaseFilter*>(counter.get()), receiver.get(), sender.get(),
+                                    static_cast<IBaseFilter*>(feeder.get())}) {
             ASSERT_EQ(filter->Run(0), S_OK);
         }
     }

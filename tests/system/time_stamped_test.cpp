@@ -7,8 +7,8 @@
 #include <limits>
 
 #include "interfaces/class_ids.h"
+#include "interfaces/i_sender_config.h"
 #include "receiving_graph.h"
-#include "sender/network_send.h"
 #include "support/plain_sockets.h"
 
 namespace {
@@ -23,15 +23,16 @@ CMediaType privateType() { return {MEDIATYPE_PrivateTimeStamped, MEDIASUBTYPE_Pr
 
 /// Feeder, sender; to the receiver and to a plain socket beside it.
 struct TimeStampedSending {
-    HRESULT status = S_OK;
-    ComPtr<CNetworkSend> filter{new CNetworkSend(nullptr, &status)};
+    const RegisteredModule& module = RegisteredModule::once();
+    ComPtr<IBaseFilter> filter = mcgate::host::create<IBaseFilter>(CLSID_CNetworkSend);
     ComPtr<FeedingFilter> feeder{new FeedingFilter(privateType(), 64, 64)};
-    PinConnection connection{feeder->output(), filter->GetPin(0)};
+    PinConnection connection{feeder->output(), mcgate::host::findPin(*filter, PINDIR_INPUT).get()};
 
     TimeStampedSending() {
+        const auto config = filter.query<ISenderConfig>();
         std::int32_t index = 0;
         for (const std::uint16_t port : {kPort, kWirePort}) {
-            EXPECT_EQ(filter->AddDestination(u"127.0.0.1", port, u"127.0.0.1", &index), S_OK);
+            EXPECT_EQ(config->AddDestination(u"127.0.0.1", port, u"127.0.0.1", &index), S_OK);
         }
         EXPECT_EQ(connection.status(), S_OK);
         EXPECT_EQ(filter->Run(0), S_OK);

@@ -38,6 +38,7 @@ HRESULT CBaseFilter::NonDelegatingQueryInterface(const GUID& id, void** object) 
     if (id == IBaseFilter::iid || id == IMediaFilter::iid || id == IPersist::iid) {
         return GetInterface(static_cast<IBaseFilter*>(this), object);
     }
+    if (id == IAMovieSetup::iid) return GetInterface(static_cast<IAMovieSetup*>(this), object);
     return CUnknown::NonDelegatingQueryInterface(id, object);
 }
 
@@ -163,6 +164,18 @@ HRESULT CBaseFilter::QueryVendorInfo(BSTR* info) {
     if (info == nullptr) return E_POINTER;
     *info = nullptr;
     return E_NOTIMPL;
+}
+
+HRESULT CBaseFilter::Register() {
+    const AMOVIESETUP_FILTER* const setup = GetSetupData();
+    if (setup == nullptr) return S_FALSE;
+    setUpWithOlderMapper(*setup, SetUp::Register);  // its result is nobody's business here
+    return S_OK;
+}
+
+HRESULT CBaseFilter::Unregister() {
+    const AMOVIESETUP_FILTER* const setup = GetSetupData();
+    return setup != nullptr ? setUpWithOlderMapper(*setup, SetUp::Unregister) : S_FALSE;
 }
 
 HRESULT CBaseFilter::NotifyEvent(std::int32_t code, std::intptr_t param1, std::intptr_t param2) {

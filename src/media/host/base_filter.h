@@ -5,23 +5,16 @@
 #include <string>
 
 #include "media/host/base_object.h"
+#include "media/host/filter_setup.h"
 #include "media/host/interfaces.h"
 
 class CBasePin;
-
-/// Registration record of a filter.
-struct AMOVIESETUP_FILTER {
-    const GUID* clsID = nullptr;
-    const WCHAR* strName = nullptr;
-    std::uint32_t dwMerit = 0;
-    std::uint32_t nPins = 0;
-};
 
 /// State, clock, pins and graph membership of a filter.
 /// Threads: graph threads, and the filter's own for NotifyEvent and reading the clock. The lock given at construction
 /// guards everything here; it is not taken by the destructor. Filters are not released for the last time on their own
 /// threads.
-class CBaseFilter : public CUnknown, public IBaseFilter {
+class CBaseFilter : public CUnknown, public IBaseFilter, public IAMovieSetup {
 public:
     /// `name` serves until a graph gives another, and may be null; `lock` outlives the filter.
     CBaseFilter(const char* name, IUnknown* outer, CCritSec* lock, const GUID& classId);
@@ -46,6 +39,8 @@ public:
     HRESULT QueryFilterInfo(FILTER_INFO* info) override;
     HRESULT JoinFilterGraph(IFilterGraph* graph, const WCHAR* name) override;
     HRESULT QueryVendorInfo(BSTR* info) override;
+    HRESULT Register() override;
+    HRESULT Unregister() override;
 
     /// The pins; not counted for the caller. Null past the last.
     virtual int GetPinCount() = 0;

@@ -283,6 +283,18 @@ protected:
     ~IMediaEventSink() = default;
 };
 
+/// A filter's own registration with the older filter mapper, apart from that of its module. Any thread.
+struct IAMovieSetup : IUnknown {
+    static constexpr GUID iid = mcgate::platform::guid("{A3D8CEC0-7E5A-11CF-BBC5-00805F6CEF20}");
+    /// S_OK whatever the mapper says; S_FALSE from a filter without a registration record.
+    virtual HRESULT Register() = 0;
+    /// What the mapper says; S_OK when the filter was not registered.
+    virtual HRESULT Unregister() = 0;
+
+protected:
+    ~IAMovieSetup() = default;
+};
+
 /// A counted array of class ids, allocated with CoTaskMemAlloc.
 struct CAUUID {
     std::uint32_t cElems = 0;

@@ -9,9 +9,12 @@
 #include <chrono>
 #include <cstdlib>
 #include <memory>
+#include <stdexcept>
+#include <system_error>
 #include <thread>
 
 #include "platform/errors.h"
+#include "platform/file_stream.h"
 
 namespace mcgate::platform {
 
@@ -59,34 +62,9 @@ private:
     const int descriptor_;
 };
 
-bool writeAll(int descriptor, const std::string& text) {
-    for (std::size_t done = 0; done < text.size();) {
-        const ssize_t written = write(descriptor, text.data() + done, text.size() - done);
-        if (written < 0 && errno != EINTR) return false;
-        if (written > 0) done += static_cast<std::size_t>(written);
-    }
-    return true;
-}
-
-// A new name lasts once its directory is on the disk. A file system that can't do that loses nothing but the change.
-void syncDirectoryOf(const std::string& path) {
-    const std::size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    const File file(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (file.get() >= 0) fsync(file.get());
-}
-
 std::string withoutLinks(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr), &std::free);
     return target ? std::string(target.get()) : path;
-}
-
-int writeBeside(const std::string& path, const std::string& text, mode_t rights) {
-    const File file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0644));
-    if (file.get() < 0) return fileError(errno);
-    if (rights != 0 && fchmod(file.get(), rights) != 0) return fileError(errno);
-    if (!writeAll(file.get(), text) || fsync(file.get()) != 0) return fileError(errno);
-    return 0;
 }
 
 }  // namespace
@@ -133,20 +111,15 @@ RegistryFileLock::~RegistryFileLock() {
     close(descriptor_);
 }
 
-int replaceRegistryFile(const std::string& path, const std::string& text) {
-    const std::string target = withoutLinks(path);
-    struct stat old {};
-    const bool exists = stat(target.c_str(), &old) == 0;
-    if (exists && faccessat(AT_FDCWD, target.c_str(), W_OK, AT_EACCESS) != 0) return fileError(errno);
-    const std::string fresh = target + ".new";
-    int status = writeBeside(fresh, text, exists ? old.st_mode & 07777U : 0);
-    if (status == 0 && rename(fresh.c_str(), target.c_str()) != 0) status = fileError(errno);
-    if (status == 0) {
-        syncDirectoryOf(target);
-    } else {
-        unlink(fresh.c_str());
-    }
-    return status;
+int replaceRegistryFile(const std::string& path, const std::string& text) try {
+    const auto file = FileStream::create(path);
+    file->Write(text.data(), static_cast<std::uint32_t>(text.size()), nullptr);  // a failure stops the commit
+    file->commit();
+    return 0;
+} catch (const std::system_error& refusal) {
+    return fileError(refusal.code().value());
+} catch (const std::runtime_error&) {
+    return ErrorAccessDenied;  // it is no plain file
 }
 
 }  // namespace mcgate::platform

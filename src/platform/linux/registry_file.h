@@ -26,8 +26,8 @@ private:
     int status_ = 0;
 };
 
-/// Replaces the content, to be called with the lock held. The new content is on the disk before the file gets its name;
-/// links are followed; the rights of the old file stay. ErrorAccessDenied when that may not be written.
+/// Replaces the content in one step, as FileStream does; to be called with the lock held. ErrorAccessDenied when the
+/// file there may not be written.
 int replaceRegistryFile(const std::string& path, const std::string& text);
 
 }  // namespace mcgate::platform
