@@ -159,6 +159,7 @@ test('the page says that the connection is lost, comes back by itself, and takes
 test('a page without the access token asks for it, and one above the limit of streams polls', async (t) => {
     const server = await startMock(t, { accessToken: 'right' });
     const page = await openPage(t, server.url);
+    await page.locator('#login-token').press('Escape');
     await page.locator('#login-token').fill('wrong');
     await page.getByRole('button', { name: 'Log in' }).click();
     await page.getByText('the access token is wrong').waitFor();

@@ -40,6 +40,7 @@ class Row {
         setText(this.name, graph.name);
         setText(this.kind, kindNames[graph.kind] ?? graph.kind);
         setText(this.fault, graph.error);
+        setAttribute(this.fault, 'title', graph.error);  // the row shows its beginning
         setText(this.state, stateNames[graph.state] ?? graph.state);
         setAttribute(this.state, 'data-state', graph.state);
         setText(this.data, dataWords(graph.data));

@@ -30,9 +30,23 @@ export class Log {
     #shown = byId('log-lines');
     #scroll = byId('log-scroll');
     #graphNames = '';
+    #following = true;
+    #followedTo = 0;
 
     constructor() {
         for (const id of kFilters) byId(id).addEventListener('change', () => this.#redraw());
+        this.#scroll.addEventListener('scroll', () => {
+            const { scrollTop, clientHeight, scrollHeight } = this.#scroll;
+            // The event of our own scrolling may come when the region has been resized already.
+            this.#following = scrollTop === this.#followedTo || scrollTop + clientHeight >= scrollHeight - 8;
+        });
+        new ResizeObserver(() => this.#follow()).observe(this.#scroll);
+    }
+
+    #follow() {
+        if (!this.#following) return;
+        this.#scroll.scrollTop = this.#scroll.scrollHeight;
+        this.#followedTo = this.#scroll.scrollTop;
     }
 
     /** Takes all lines anew; those that come meanwhile are added behind. */
@@ -87,7 +101,6 @@ export class Log {
     #draw() {
         clearTimeout(this.#timer);
         this.#timer = 0;
-        const atEnd = this.#scroll.scrollTop + this.#scroll.clientHeight >= this.#scroll.scrollHeight - 8;
         this.#lines.splice(0, Math.max(0, this.#lines.length - kMostLines));
         const oldest = this.#lines[0]?.seq ?? 0;
         const first = () => this.#shown.firstElementChild;
@@ -97,7 +110,7 @@ export class Log {
             (kind === '' || line.kind === kind) && (graph === '' || line.graph === graph));
         this.#shown.append(...fresh.map(nodeOf));
         this.#drawn = this.#lines.at(-1)?.seq ?? 0;
-        if (atEnd) this.#scroll.scrollTop = this.#scroll.scrollHeight;
+        this.#follow();
         const [shown, all] = [this.#shown.children.length, this.#lines.length];
         setText(byId('log-count'), shown === all ? `${all} lines` : `${shown} of ${all} lines`);
     }

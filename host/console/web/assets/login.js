@@ -7,16 +7,21 @@ export function setUpLogin(whenIn) {
     const token = byId('login-token');
     whenUnauthorized(() => {
         if (dialog.open) return;
+        wanted = true;
         token.value = '';
         setText(byId('login-error'), '');
         dialog.showModal();
     });
-    dialog.addEventListener('cancel', (event) => event.preventDefault());  // nothing works without it
+    let wanted = false;
+    dialog.addEventListener('close', () => {
+        if (wanted) dialog.showModal();  // the Escape key closes it, but nothing works without the token
+    });
     byId('login-form').addEventListener('submit', async (event) => {
         event.preventDefault();
         setText(byId('login-error'), '');
         try {
             await login(token.value);
+            wanted = false;
             dialog.close();
             whenIn();
         } catch (error) {

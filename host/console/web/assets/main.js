@@ -39,6 +39,8 @@ function notice(text, kind = 'error') {
 function select(id) {
     history.replaceState(null, '', `#graph-${id}`);
     showSelection();
+    const { top } = byId('detail').getBoundingClientRect();
+    if (top > 0.75 * innerHeight) byId('detail').scrollIntoView();  // it stands below a long list on a narrow screen
 }
 
 function showSelection() {

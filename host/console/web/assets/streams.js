@@ -47,6 +47,6 @@ export function streamControls(graph, loaded) {
     const filters = [...new Set(graph.pages.map((page) => page.filter))];
     return element('section', { className: 'page', 'aria-label': 'Persisted settings' },
         element('h3', {}, 'Persisted settings'),
-        element('p', { className: 'hint' }, 'What a filter keeps of its settings, to a file of yours or from one.'),
+        element('p', { className: 'hint' }, 'Save a filter’s settings to a file of yours, or load them from one.'),
         ...filters.map((filter) => rowOf(graph, filter, loaded)));
 }
