@@ -1,80 +1,16 @@
 #include "platform/adapters.h"
 
 #include <linux/if_addr.h>
-#include <linux/netlink.h>
-#include <linux/rtnetlink.h>
-#include <net/if.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <array>
-#include <cerrno>
 #include <cstring>
-#include <functional>
 #include <map>
 
-#include "platform/errors.h"
-#include "platform/linux/error_map.h"
+#include "platform/linux/route_socket.h"
 
 namespace mcgate::platform {
 
 namespace {
-
-/// A netlink socket that asks the kernel for lists.
-class RouteSocket {
-public:
-    RouteSocket() noexcept : descriptor_(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)) {}
-    ~RouteSocket() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    RouteSocket(const RouteSocket&) = delete;
-    RouteSocket& operator=(const RouteSocket&) = delete;
-
-    enum class Result { Whole, Torn, Failed };
-
-    /// Calls `each` for every record of the dump. Torn: something changed meanwhile, so that records may be missing.
-    /// Failed, with lastError(): the kernel refuses.
-    Result dump(std::uint16_t type, const std::function<void(const nlmsghdr&)>& each) {
-        struct {
-            nlmsghdr header;
-            rtgenmsg body;
-        } request{};
-        request.header.nlmsg_len = sizeof request;
-        request.header.nlmsg_type = type;
-        request.header.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
-        if (send(descriptor_, &request, sizeof request, 0) < 0) return failed();
-        bool torn = false;
-        for (;;) {
-            const ssize_t length = recv(descriptor_, buffer_.data(), buffer_.size(), 0);
-            if (length < 0 && errno == EINTR) continue;
-            if (length <= 0) return failed();
-            auto left = static_cast<unsigned>(length);
-            for (auto* record = reinterpret_cast<const nlmsghdr*>(buffer_.data()); NLMSG_OK(record, left);
-                 record = NLMSG_NEXT(record, left)) {
-                if ((record->nlmsg_flags & NLM_F_DUMP_INTR) != 0) torn = true;
-                if (record->nlmsg_type == NLMSG_DONE) return torn ? Result::Torn : Result::Whole;
-                if (record->nlmsg_type == NLMSG_ERROR) {
-                    errno = -static_cast<const nlmsgerr*>(NLMSG_DATA(record))->error;
-                    return failed();
-                }
-                each(*record);
-            }
-        }
-    }
-
-private:
-    static Result failed() {
-        setLastError(generalError(errno));
-        return Result::Failed;
-    }
-    int descriptor_;
-    alignas(nlmsghdr) std::array<char, 32768> buffer_;
-};
-
-void eachAttribute(const rtattr* first, std::size_t size, const std::function<void(const rtattr&)>& each) {
-    auto left = static_cast<unsigned>(size);
-    for (const rtattr* one = first; RTA_OK(one, left); one = RTA_NEXT(one, left)) each(*one);
-}
 
 SocketAddress addressOf(std::uint16_t family, const rtattr& attribute) {
     SocketAddress address;
