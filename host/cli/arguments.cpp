@@ -6,6 +6,7 @@
 #include <cmath>
 #include <map>
 #include <memory>
+#include <vector>
 
 #include "cli/registry_commands.h"
 #include "cli/url.h"
@@ -15,14 +16,16 @@ namespace mcgate::host {
 namespace {
 
 constexpr const char* kForm =
-    "one of send, receive, generate, register, unregister and classes; mcgate --help tells more";
+    "one of send, receive, generate, show, register, unregister and classes; mcgate --help tells more";
 constexpr const char* kSendForm =
-    "mcgate send INPUT --to URL [--to URL]... [--offset MS] [--no-pacing] [--loop] [--report text|json|none]";
-constexpr const char* kReceiveForm =
-    "mcgate receive URL [--out FILE] [--timeout MS] [--duration SECONDS] [--idle-exit SECONDS] "
+    "mcgate send INPUT --to URL [--to URL]... [--load FILE] [--save FILE] [--offset MS] [--no-pacing] [--loop] "
     "[--report text|json|none]";
+constexpr const char* kReceiveForm =
+    "mcgate receive URL|--load FILE [--save FILE] [--out FILE] [--timeout MS] [--duration SECONDS] "
+    "[--idle-exit SECONDS] [--report text|json|none]";
 constexpr const char* kGenerateForm = "mcgate generate --rate BITS --duration SECONDS [--seed N] --out FILE";
 constexpr const char* kRegisterForm = "mcgate register [MODULE], mcgate unregister [MODULE] or mcgate classes";
+constexpr const char* kShowForm = "mcgate show FILE";
 
 // CLI11's own checks let "nan" and "inf" through, and say less.
 template <class Number>
@@ -57,13 +60,27 @@ void addReport(CLI::App& command, ReportForm& form) {
         "text, json or none, a line a second on standard error");
 }
 
+// A saved configuration is replaced in one step, which standard output can't be.
+void addSaved(CLI::App& command, std::string& load, std::string& save) {
+    const CLI::Validator isFile(
+        [](std::string& text) {
+            return text.empty() || text == "-" ? "'" + text + "' is no name of a file" : std::string();
+        },
+        "");
+    command.add_option("--load", load, "file of saved configuration")->check(isFile);
+    command.add_option("--save", save, "file to save the configuration in")->check(isFile);
+}
+
 CLI::App& addSend(CLI::App& app, SendOptions& options) {
     auto& command = *app.add_subcommand("send", "Send a transport stream at its own pace");
     command.add_option("INPUT", options.input, "file, or - for standard input")->required();
     command.add_option("--to", options.destinations, "udp://ADDRESS:PORT[?local=ADDRESS]; may be repeated")
-        ->required()
         ->take_all()
         ->allow_extra_args(false);
+    addSaved(command, options.load, options.save);
+    command.callback([&options] {
+        if (options.destinations.empty() && options.load.empty()) throw CLI::RequiredError("--to or --load");
+    });
     command.add_option("--offset", options.offsetMs, "hold-back in milliseconds")->check(milliseconds(-3'600'000));
     command.add_flag("--no-pacing", options.noPacing, "send as fast as the input comes");
     command.add_flag("--loop", options.loop, "begin again at the end of the file");
@@ -73,7 +90,12 @@ CLI::App& addSend(CLI::App& app, SendOptions& options) {
 
 CLI::App& addReceive(CLI::App& app, ReceiveOptions& options) {
     auto& command = *app.add_subcommand("receive", "Receive a transport stream");
-    command.add_option("URL", options.url, "udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS]")->required();
+    command.add_option("URL", options.url, "udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS]");
+    addSaved(command, options.load, options.save);
+    command.callback([&options] {
+        if (options.url.empty() && options.load.empty()) throw CLI::RequiredError("URL or --load");
+        if (!options.url.empty() && !options.load.empty()) throw CLI::ExcludesError("URL", "--load");
+    });
     command.add_option("--out", options.out, "file, or - for standard output");
     command.add_option("--timeout", options.timeoutMs, "milliseconds after which silence is reported")
         ->check(milliseconds(0));
@@ -101,6 +123,12 @@ CLI::App& addModuleCommand(CLI::App& app, const char* name, const char* what, st
     return command;
 }
 
+CLI::App& addShow(CLI::App& app, ShowOptions& options) {
+    auto& command = *app.add_subcommand("show", "Tell what a saved configuration holds");
+    command.add_option("FILE", options.file, "that --save wrote")->required();
+    return command;
+}
+
 [[noreturn]] void refuse(const CLI::ParseError& problem, const char* form) {
     std::string text = problem.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
@@ -116,6 +144,7 @@ Task parseArguments(int argc, char** argv) {
         GenerateOptions generate;
         std::string module;
         std::string registry;
+        ShowOptions show;
     };
     const auto options = std::make_shared<Options>();
     CLI::App app("Carries transport streams over UDP and multicast");
@@ -124,33 +153,35 @@ Task parseArguments(int argc, char** argv) {
     app.add_option("--registry", options->registry, "the file of registered modules")
         ->envname("MCGATE_REGISTRY")
         ->type_name("FILE");
-    const CLI::App& send = addSend(app, options->send);
-    const CLI::App& receive = addReceive(app, options->receive);
-    const CLI::App& generate = addGenerate(app, options->generate);
-    const CLI::App& registering =
-        addModuleCommand(app, "register", "Register a module for all users of this registry", options->module);
-    const CLI::App& unregistering =
-        addModuleCommand(app, "unregister", "Take a module's classes out of the registry", options->module);
-    const CLI::App& classes = *app.add_subcommand("classes", "Tell what is registered");
+    struct Command {
+        const CLI::App* app;
+        const char* form;
+        Task task;
+    };
+    const std::vector<Command> commands{
+        {&addSend(app, options->send), kSendForm, [options] { return runSend(options->send); }},
+        {&addReceive(app, options->receive), kReceiveForm, [options] { return runReceive(options->receive); }},
+        {&addGenerate(app, options->generate), kGenerateForm, [options] { return runGenerate(options->generate); }},
+        {&addShow(app, options->show), kShowForm, [options] { return runShow(options->show); }},
+        {&addModuleCommand(app, "register", "Register a module for all users of this registry", options->module),
+         kRegisterForm, [options] { return runRegister(options->module); }},
+        {&addModuleCommand(app, "unregister", "Take a module's classes out of the registry", options->module),
+         kRegisterForm, [options] { return runUnregister(options->module); }},
+        {app.add_subcommand("classes", "Tell what is registered"), kRegisterForm, runClasses},
+    };
+    const auto named = [&commands] {
+        return std::find_if(commands.begin(), commands.end(), [](const Command& one) { return one.app->parsed(); });
+    };
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& help) {
         app.exit(help);
         return [] { return 0; };
     } catch (const CLI::ParseError& problem) {
-        refuse(problem, send.parsed()                                                        ? kSendForm
-                        : receive.parsed()                                                   ? kReceiveForm
-                        : generate.parsed()                                                  ? kGenerateForm
-                        : registering.parsed() || unregistering.parsed() || classes.parsed() ? kRegisterForm
-                                                                                             : kForm);
+        refuse(problem, named() != commands.end() ? named()->form : kForm);
     }
     useRegistry(options->registry);
-    if (registering.parsed()) return [options] { return runRegister(options->module); };
-    if (unregistering.parsed()) return [options] { return runUnregister(options->module); };
-    if (classes.parsed()) return runClasses;
-    if (send.parsed()) return [options] { return runSend(options->send); };
-    if (receive.parsed()) return [options] { return runReceive(options->receive); };
-    return [options] { return runGenerate(options->generate); };
+    return named()->task;
 }
 
 }  // namespace mcgate::host

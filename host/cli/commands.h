@@ -11,6 +11,8 @@ namespace mcgate::host {
 struct SendOptions {
     std::string input;
     std::vector<std::string> destinations;
+    std::string load;  ///< file of saved configuration; empty: none
+    std::string save;  ///< as load
     std::int64_t offsetMs = 0;
     bool noPacing = false;
     bool loop = false;
@@ -18,7 +20,9 @@ struct SendOptions {
 };
 
 struct ReceiveOptions {
-    std::string url;
+    std::string url;   ///< or load, one of the two
+    std::string load;  ///< file of saved configuration
+    std::string save;  ///< as load; empty: none
     std::string out;
     std::int32_t timeoutMs = 5000;
     double durationSeconds = 0;  ///< 0: without end
@@ -33,10 +37,15 @@ struct GenerateOptions {
     std::string out;
 };
 
+struct ShowOptions {
+    std::string file;
+};
+
 /// Each gives the exit status: 0, or 1 for a failure while running. They throw UsageError for wrong use and
 /// std::runtime_error for what could not be begun.
 int runSend(const SendOptions& options);
 int runReceive(const ReceiveOptions& options);
 int runGenerate(const GenerateOptions& options);
+int runShow(const ShowOptions& options);
 
 }  // namespace mcgate::host

@@ -1,7 +1,9 @@
 #include <cstdio>
+#include <optional>
 #include <stdexcept>
 
 #include "cli/commands.h"
+#include "cli/configuration_file.h"
 #include "cli/demand.h"
 #include "cli/host_log.h"
 #include "cli/kernel_drops.h"
@@ -28,7 +30,9 @@ class Receiving {
 public:
     explicit Receiving(const ReceiveOptions& options)
         : options_(options),
-          url_(parseReceiveUrl(options.url)),
+          name_(options.load.empty() ? options.url : options.load),
+          saved_(options.load.empty() ? std::optional<SavedConfiguration>() : readReceiverConfiguration(options.load)),
+          url_(saved_ ? std::get<SavedConfiguration::Receiver>(saved_->filter).source : parseReceiveUrl(options.url)),
           log_(options.report),
           report_(options.report, "receive"),
           drops_(url_.port) {}
@@ -42,7 +46,7 @@ public:
     int run() {
         build();
         const HRESULT started = graph_->run();
-        if (FAILED(started)) throw std::runtime_error("can't receive " + options_.url + ": " + reasonOf(started));
+        if (FAILED(started)) throw std::runtime_error("can't receive " + name_ + ": " + reasonOf(started));
         sink_->openFile();
         while (!stopRequested() && !ended() && !timeIsUp()) {
             if (!report_.due()) continue;
@@ -73,14 +77,22 @@ private:
         config_ = receiver_.query<ISourceConfig>();
         config_->SetLogPerf(&log_);
         config_->SetTimeout(options_.timeoutMs);
-        demand(config_->SetSource(url_.port, platform::toWide(url_.local).c_str(), platform::toWide(url_.group).c_str(),
-                                  platform::toWide(url_.source).c_str()),
-               "can't receive " + options_.url);
+        configure();
         sink_ = FileSink::create(options_.out, stopRequested);
         demand(graph_->addFilter(receiver_.get(), "receiver"), "can't build the graph");
         demand(graph_->addFilter(sink_.get(), "sink"), "can't build the graph");
         demand(graph_->connect(findPin(*receiver_, PINDIR_OUTPUT).get(), sink_->GetPin(0)),
                "can't connect the receiver");
+        if (!options_.save.empty()) saveConfiguration(*receiver_, options_.save);
+    }
+    void configure() {
+        if (saved_) {
+            loadConfiguration(*receiver_, *saved_, name_);
+            return;
+        }
+        demand(config_->SetSource(url_.port, platform::toWide(url_.local).c_str(), platform::toWide(url_.group).c_str(),
+                                  platform::toWide(url_.source).c_str()),
+               "can't receive " + name_);
     }
     // The receiver gives this one for whatever the socket refuses.
     std::string reasonOf(HRESULT status) const {
@@ -120,6 +132,8 @@ private:
     }
 
     const ReceiveOptions& options_;
+    const std::string name_;  ///< of what is received, for messages
+    const std::optional<SavedConfiguration> saved_;
     ReceiveUrl url_;
     HostLog log_;
     Report report_;

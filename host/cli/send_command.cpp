@@ -2,9 +2,11 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <optional>
 #include <stdexcept>
 
 #include "cli/commands.h"
+#include "cli/configuration_file.h"
 #include "cli/datagram_counter.h"
 #include "cli/demand.h"
 #include "cli/host_log.h"
@@ -89,12 +91,15 @@ private:
     void build() {
         for (const auto& text : options_.destinations) parseSendUrl(text);  // wrong use is told before all else
         checkLoop(options_);
+        const auto saved = savedDestinations();
         report_.tellModule(moduleOf(CLSID_CNetworkSend));
         sender_ = host::create<IBaseFilter>(CLSID_CNetworkSend);
         senderMade_ = std::chrono::steady_clock::now();
         config_ = sender_.query<ISenderConfig>();
         config_->SetLogPerf(&log_);
+        if (saved) loadConfiguration(*sender_, *saved, options_.load);
         addDestinations();
+        if (!options_.save.empty()) saveConfiguration(*sender_, options_.save);
         config_->SetTimeOffset(options_.offsetMs);
         config_->EnablePacing(options_.noPacing ? 0 : 1);
         crossing_ = sender_.query<IDelayCrossingPointFilter>();
@@ -106,6 +111,14 @@ private:
         demand(graph_->addFilter(sender_.get(), "sender"), "can't build the graph");
         demand(graph_->connect(source_->GetPin(0), findPin(*sender_, PINDIR_INPUT).get()), "can't connect the sender");
     }
+    std::optional<SavedConfiguration> savedDestinations() const {
+        if (options_.load.empty()) return {};
+        auto saved = readSenderConfiguration(options_.load);
+        if (options_.destinations.empty() && std::get<SavedConfiguration::Sender>(saved.filter).loadable == 0) {
+            throw UsageError(options_.load + " holds no destination; right would be --to URL beside it");
+        }
+        return saved;
+    }
     int conclude(const ReportValues& last) {
         std::string error = source_->figures().error;
         if (error.empty() && last.datagrams == 0 && !log_.lastError().empty()) {
@@ -114,6 +127,7 @@ private:
         if (!error.empty()) std::fprintf(stderr, "mcgate: %s\n", error.c_str());
         return error.empty() ? 0 : 1;
     }
+    // Behind those that were loaded.
     void addDestinations() {
         for (const auto& text : options_.destinations) {
             SendUrl url = parseSendUrl(text);

@@ -49,15 +49,6 @@ platform::SocketAddress numeric(const std::string& url, const std::string& text,
     return address;
 }
 
-bool isGroup(const platform::SocketAddress& address) {
-    const std::uint8_t first = address.address()[0];
-    return address.family() == platform::kFamilyIPv4 ? (first & 0xF0) == 0xE0 : first == 0xFF;
-}
-
-bool isReserved(const platform::SocketAddress& address) {
-    return address.family() == platform::kFamilyIPv4 && address.address()[0] >= 240;
-}
-
 std::uint16_t parsePort(const std::string& url, const std::string& text, const char* form) {
     unsigned port = 0;
     const auto end = text.data() + text.size();
@@ -124,6 +115,15 @@ void checkSource(const std::string& url, const std::string& source, std::uint16_
 }
 
 }  // namespace
+
+bool isGroup(const platform::SocketAddress& address) {
+    const std::uint8_t first = address.address()[0];
+    return address.family() == platform::kFamilyIPv4 ? (first & 0xF0) == 0xE0 : first == 0xFF;
+}
+
+bool isReserved(const platform::SocketAddress& address) {
+    return address.family() == platform::kFamilyIPv4 && address.address()[0] >= 240;
+}
 
 bool isGroup(const std::string& address) {
     platform::SocketAddress value;

@@ -4,6 +4,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "platform/socket_address.h"
+
 namespace mcgate::host {
 
 /// A wrong command line; the text says in one line what is wrong and what would be right.
@@ -32,8 +34,11 @@ struct ReceiveUrl {
 SendUrl parseSendUrl(const std::string& text);
 ReceiveUrl parseReceiveUrl(const std::string& text);
 
-/// Whether an address text, known to be numeric, is a group.
+/// Whether an address, or the text of one known to be numeric, is a group.
+bool isGroup(const platform::SocketAddress& address);
 bool isGroup(const std::string& address);
+/// 240.0.0.0 and above: neither unicast nor a group.
+bool isReserved(const platform::SocketAddress& address);
 
 /// The address of the interface by which the system would route `remote`. Throws std::runtime_error when it
 /// has no route: that is a state of the machine.

@@ -22,6 +22,10 @@ expect() { # status, part of the message, command...
     fi
 }
 
+received() { # bytes, by the last line of the report
+    tail -n 1 report | sed 's/.*"bytes":\([0-9]*\).*/\1/'
+}
+
 # As expect, for a command that waits for somebody and is told to stop after a second.
 expect_stopped() { expect "$1" "$2" timeout --preserve-status --signal=TERM --kill-after=5 1 "${@:3}"; }
 
@@ -73,6 +77,7 @@ expect 2 "can't be read again" "$mcgate" send - --loop --to udp://127.0.0.1:4530
 if unshare -rn true 2>/dev/null; then
     expect 1 "no route to 239.1.1.1" unshare -rn "$mcgate" send in.ts --to udp://239.1.1.1:45300
 fi
+expect 2 "URL or --load is required; right would be" "$mcgate" receive
 expect 2 "'70000' is no port" "$mcgate" receive udp://@:70000
 expect 1 "can't open missing.ts" "$mcgate" send missing.ts --to udp://127.0.0.1:45300
 cp in.ts kept.ts
@@ -86,6 +91,40 @@ expect 1 "no datagram went out" "$mcgate" send in.ts --to udp://127.255.255.255:
 expect 1 '"level":"error","text":"unable to send packet' "$mcgate" send in.ts --to udp://127.255.255.255:45300 \
     --report json
 [ -e no ] && { echo "FAILED: something was left behind"; failed=1; }
+
+# A configuration is saved whole or not at all, and told, loaded and refused by what it holds.
+shown() { # file, its words
+    [ "$("$mcgate" show "$1" | tr '\n' ';')" = "$2" ] || { echo "FAILED: show $1: $("$mcgate" show "$1" 2>&1)"; failed=1; }
+}
+to="a sender to 1 destination;to 127.0.0.1, port 45304, from 0.0.0.0;"
+"$mcgate" generate --rate 5000000 --duration 0.3 --out short.ts || failed=1
+"$mcgate" send short.ts --to udp://127.0.0.1:45304 --save send.conf --report none || failed=1
+shown send.conf "$to"
+"$mcgate" send short.ts --load send.conf --to 'udp://[::1]:45304' --save both.conf --report none || failed=1
+shown both.conf "a sender to 2 destinations;${to#*;}to ::1, port 45304, from ::;"
+"$mcgate" receive udp://@127.0.0.1:45304 --save receive.conf --duration 0.1 --report none || failed=1
+shown receive.conf "a receiver of unicast on 127.0.0.1, port 45304;"
+"$mcgate" receive --load receive.conf --save again.conf --out loaded.ts --report json 2>report &
+receiver=$!
+for _ in $(seq 100); do grep -q '"time_s"' report && break; sleep 0.1; done
+"$mcgate" send short.ts --load send.conf --report none || failed=1
+for _ in $(seq 100); do [ "$(received)" -ge "$(stat -c %s short.ts)" ] && break; sleep 0.1; done
+kill -TERM "$receiver"
+wait "$receiver" && cmp <(head -c "$(stat -c %s short.ts)" loaded.ts) short.ts && cmp receive.conf again.conf ||
+    { echo "FAILED: nothing as saved: $(tail -n 1 report)"; failed=1; }
+expect 2 "was saved by a sender; right would be" "$mcgate" receive --load send.conf
+expect 2 "was saved by a receiver; right would be" "$mcgate" send in.ts --load receive.conf
+expect 2 "URL excludes --load; right would be" "$mcgate" receive udp://@:45300 --load receive.conf
+expect 2 "'-' is no name of a file" "$mcgate" send in.ts --to udp://127.0.0.1:45304 --save -
+expect 1 "can't write /dev/null: it is no file" "$mcgate" receive udp://@:45300 --save /dev/null
+head -c 100 receive.conf >torn.conf
+expect 1 "torn.conf is no saved configuration: offset 24: 76 bytes behind the version" "$mcgate" show torn.conf
+expect 1 "can't open none.conf" "$mcgate" receive --load none.conf
+expect 1 "can't write send.conf: No space left" bash -c 'trap "" XFSZ; ulimit -f 1; exec "$@"' bash "$mcgate" send in.ts \
+    --to udp://127.0.0.1:1 --to udp://127.0.0.1:2 --to udp://127.0.0.1:3 --to udp://127.0.0.1:4 --save send.conf
+shown send.conf "$to"
+[ "$(echo *conf*)" = "again.conf both.conf receive.conf send.conf torn.conf" ] ||
+    { echo "FAILED: something was left beside the configurations: $(ls)"; failed=1; }
 
 # Nobody at the other end of a pipe: each side can still be stopped.
 mkfifo nobody stalled
@@ -114,7 +153,6 @@ exec 5>&-
 receiver=$!
 for _ in $(seq 100); do grep -q '"time_s"' report && break; sleep 0.1; done
 "$mcgate" send - --to udp://127.0.0.1:45301 --report json <in.ts 2>sent || { echo "FAILED: sending a pipe"; failed=1; }
-received() { tail -n 1 report | sed 's/.*"bytes":\([0-9]*\).*/\1/'; }
 for _ in $(seq 100); do [ "$(received)" -ge "$(stat -c %s in.ts)" ] && break; sleep 0.1; done
 kill -TERM "$receiver"
 wait "$receiver" || { echo "FAILED: the receiver gave $? after SIGTERM"; failed=1; }

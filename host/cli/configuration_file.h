@@ -1,0 +1,24 @@
+#pragma once
+
+#include <string>
+
+#include "cli/saved_configuration.h"
+#include "media/host/interfaces.h"
+
+namespace mcgate::host {
+
+/// Reads and examines a file of saved configuration. Everything here throws std::runtime_error that names path and
+/// reason.
+SavedConfiguration readConfiguration(const std::string& path);
+
+/// As readConfiguration. UsageError for the other filter's file, and for a receiver that was not configured.
+SavedConfiguration readSenderConfiguration(const std::string& path);
+SavedConfiguration readReceiverConfiguration(const std::string& path);
+
+/// Gives the filter what was saved.
+void loadConfiguration(IBaseFilter& filter, const SavedConfiguration& saved, const std::string& path);
+
+/// Saves the filter's configuration: the file appears, or is replaced, in one step.
+void saveConfiguration(IBaseFilter& filter, const std::string& path);
+
+}  // namespace mcgate::host
