@@ -4,7 +4,6 @@
 #include <spdlog/sinks/ostream_sink.h>
 
 #include <nlohmann/json.hpp>
-#include <regex>
 #include <sstream>
 
 namespace {
@@ -25,6 +24,14 @@ struct Written {
     HostLog log;
 };
 
+/// The text with every digit turned into a 9.
+std::string shape(std::string text) {
+    for (char& one : text) {
+        if (one >= '0' && one <= '9') one = '9';
+    }
+    return text;
+}
+
 TEST(HostLog, LinesCarryTimeAndLevelInTheFormOfTheReport) {
     Written text(ReportForm::Text);
     Written json(ReportForm::Json);
@@ -39,15 +46,12 @@ TEST(HostLog, LinesCarryTimeAndLevelInTheFormOfTheReport) {
     ASSERT_EQ(text.lines().size(), 3U) << text.stream.str();
     ASSERT_EQ(json.lines().size(), 3U) << json.stream.str();
     EXPECT_EQ(none.lines().size(), 2U) << "progress belongs to a report";
-    EXPECT_TRUE(std::regex_match(text.lines()[1], std::regex(R"(mcgate: \d\d:\d\d:\d\d\.\d{3} warning: dropping)")))
-        << text.lines()[1];
+    EXPECT_EQ(shape(text.lines()[1]), "mcgate: 99:99:99.999 warning: dropping");
     const auto line = nlohmann::json::parse(json.lines()[0]);
     EXPECT_EQ(line["event"], "log");
     EXPECT_EQ(line["level"], "error");
     EXPECT_EQ(line["text"], "can't send {} \"\uFFFD\"");
-    EXPECT_TRUE(
-        std::regex_match(line["time"].get<std::string>(), std::regex(R"(\d{4}-\d\d-\d\dT\d\d:\d\d:\d\d\.\d{3}Z)")))
-        << line["time"];
+    EXPECT_EQ(shape(line["time"]), "9999-99-99T99:99:99.999Z");
     EXPECT_EQ(nlohmann::json::parse(json.lines()[2])["level"], "info");
 }
 
