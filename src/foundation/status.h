@@ -22,6 +22,17 @@ namespace mcgate::foundation {
 /// for std::bad_alloc, E_FAIL for anything else.
 HRESULT statusOfCurrentException() noexcept;
 
+/// The status that `step` gives, or that of what it throws: for calls into code of a host or a derived class, which may
+/// throw where the caller must not.
+template <class Step>
+HRESULT guarded(Step&& step) noexcept {
+    try {
+        return step();
+    } catch (...) {
+        return statusOfCurrentException();
+    }
+}
+
 /// The text of the exception being handled, for a log line: what() of a std::exception, the status for one that carries
 /// only that.
 std::string textOfCurrentException();

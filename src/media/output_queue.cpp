@@ -7,20 +7,11 @@
 #include "foundation/status.h"
 #include "platform/native_thread.h"
 
+using mcgate::foundation::guarded;  // downstream is a host's: what it throws must not end the thread that calls it
 using quorvel::system::thread::v1::kStartRunning;
 using quorvel::system::thread::v1::Thread;
 
 namespace {
-
-// Downstream is a host's: what it throws must not end the thread that calls it.
-template <class Call>
-HRESULT guarded(Call&& call) noexcept {
-    try {
-        return call();
-    } catch (...) {
-        return mcgate::foundation::statusOfCurrentException();
-    }
-}
 
 std::size_t atLeast(std::int32_t value, std::int32_t least) { return static_cast<std::size_t>(std::max(value, least)); }
 

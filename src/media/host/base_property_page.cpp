@@ -7,7 +7,7 @@
 
 #include "foundation/status.h"
 
-using mcgate::foundation::statusOfCurrentException;
+using mcgate::foundation::guarded;
 
 namespace {
 
@@ -16,16 +16,6 @@ template <class Entry>
 const Entry* findById(std::span<const Entry> entries, std::int32_t id) {
     const auto found = std::find_if(entries.begin(), entries.end(), [id](const Entry& one) { return one.id == id; });
     return found == entries.end() ? nullptr : &*found;
-}
-
-// Runs what a derived class may throw in.
-template <class Action>
-HRESULT guarded(Action&& action) noexcept {
-    try {
-        return action();
-    } catch (...) {
-        return statusOfCurrentException();
-    }
 }
 
 }  // namespace

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cstring>
+#include <string_view>
 #include <utility>
 
 #include "foundation/status.h"
@@ -11,12 +11,12 @@ using mcgate::foundation::statusOfCurrentException;
 
 namespace {
 
-std::int32_t length(const std::string& text) { return static_cast<std::int32_t>(text.size()); }
+std::int32_t length(std::string_view text) { return static_cast<std::int32_t>(text.size()); }
 
-std::int32_t copyText(const std::string& text, char* buffer, std::int32_t capacity) {
+std::int32_t copyText(std::string_view text, char* buffer, std::int32_t capacity) {
     if (buffer == nullptr || capacity < 1) return 0;
     const std::int32_t count = std::min(length(text), capacity - 1);
-    std::memcpy(buffer, text.data(), static_cast<std::size_t>(count));
+    text.copy(buffer, static_cast<std::size_t>(count));
     buffer[count] = '\0';
     return count;
 }
@@ -112,7 +112,7 @@ HRESULT CDialog::SetText(std::int32_t id, const char* text) try {
 std::int32_t CDialog::GetText(std::int32_t id, char* buffer, std::int32_t capacity) {
     const std::lock_guard hold(lock_);
     const Control* const control = find(id);
-    return copyText(control != nullptr ? control->text : std::string(), buffer, capacity);
+    return copyText(control != nullptr ? std::string_view(control->text) : std::string_view(), buffer, capacity);
 }
 
 std::int32_t CDialog::GetTextLength(std::int32_t id) {
@@ -146,7 +146,7 @@ std::int32_t CDialog::GetItemCount(std::int32_t id) {
 std::int32_t CDialog::GetItemText(std::int32_t id, std::int32_t index, char* buffer, std::int32_t capacity) {
     const std::lock_guard hold(lock_);
     const Item* const item = findItem(id, index);
-    return copyText(item != nullptr ? item->text : std::string(), buffer, capacity);
+    return copyText(item != nullptr ? std::string_view(item->text) : std::string_view(), buffer, capacity);
 }
 
 std::int32_t CDialog::GetItemTextLength(std::int32_t id, std::int32_t index) {
