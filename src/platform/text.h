@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <utility>
 
 using WCHAR = char16_t;
 /// A counted, zero-terminated UTF-16 text made by SysAllocString; the receiver frees it with SysFreeString.
@@ -27,5 +28,28 @@ namespace mcgate::platform {
 std::string toNarrow(const WCHAR* text);
 std::string toNarrow(std::u16string_view text);
 std::u16string toWide(std::string_view text);
+
+/// Owns a BSTR that an interface hands out.
+class BstrPtr {
+public:
+    BstrPtr() noexcept = default;
+    BstrPtr(BstrPtr&& other) noexcept : text_(std::exchange(other.text_, nullptr)) {}
+    BstrPtr& operator=(BstrPtr&& other) noexcept {
+        std::swap(text_, other.text_);
+        return *this;
+    }
+    ~BstrPtr() { SysFreeString(text_); }
+
+    /// For out-parameters: frees what is held and gives the address to be filled.
+    BSTR* put() noexcept {
+        SysFreeString(std::exchange(text_, nullptr));
+        return &text_;
+    }
+    const WCHAR* get() const noexcept { return text_; }
+    explicit operator bool() const noexcept { return text_ != nullptr; }
+
+private:
+    BSTR text_ = nullptr;
+};
 
 }  // namespace mcgate::platform
