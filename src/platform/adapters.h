@@ -34,5 +34,7 @@ struct Adapter {
 /// Fills `adapters` in ascending order of index; adapters without an address are left out. False, and an empty list,
 /// when the kernel refuses. Any thread; the answer is that of the calling thread's network namespace.
 bool listAdapters(std::vector<Adapter>& adapters);
+/// As listAdapters, with those that have no address.
+bool listAllAdapters(std::vector<Adapter>& adapters);
 
 }  // namespace mcgate::platform

@@ -45,6 +45,9 @@ public:
     /// the process may, and otherwise the limit stands.
     bool setReceiveBuffer(std::int32_t bytes) noexcept;
     bool setSendBuffer(std::int32_t bytes) noexcept;
+    /// Bytes of receive buffer that the system granted, counted as setReceiveBuffer does; 0 with lastError() on
+    /// failure.
+    std::int32_t receiveBuffer() const noexcept;
     /// Keeps datagrams of groups that other sockets of the host have joined away from this one.
     bool setOwnGroupsOnly() noexcept;
 

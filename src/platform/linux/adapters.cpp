@@ -82,7 +82,7 @@ Result dumpAdapters(std::map<std::uint32_t, Adapter>& byIndex) {
 
 }  // namespace
 
-bool listAdapters(std::vector<Adapter>& adapters) {
+bool listAllAdapters(std::vector<Adapter>& adapters) {
     constexpr int kTries = 4;  // a host whose interfaces never rest gets the last answer, torn or not
     adapters.clear();
     std::map<std::uint32_t, Adapter> byIndex;
@@ -92,9 +92,13 @@ bool listAdapters(std::vector<Adapter>& adapters) {
         result = dumpAdapters(byIndex);
     }
     if (result == Result::Failed) return false;
-    for (auto& [index, adapter] : byIndex) {
-        if (!adapter.unicast.empty()) adapters.push_back(std::move(adapter));
-    }
+    for (auto& [index, adapter] : byIndex) adapters.push_back(std::move(adapter));
+    return true;
+}
+
+bool listAdapters(std::vector<Adapter>& adapters) {
+    if (!listAllAdapters(adapters)) return false;
+    std::erase_if(adapters, [](const Adapter& one) { return one.unicast.empty(); });
     return true;
 }
 

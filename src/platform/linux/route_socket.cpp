@@ -46,6 +46,14 @@ RouteSocket::Result RouteSocket::link(std::uint32_t interfaceIndex, const Each& 
     return ask(RTM_GETLINK, 0, body, each);
 }
 
+RouteSocket::Result RouteSocket::route(const RouteQuestion<4>& question, const Each& each) {
+    return ask(RTM_GETROUTE, 0, question, each);
+}
+
+RouteSocket::Result RouteSocket::route(const RouteQuestion<16>& question, const Each& each) {
+    return ask(RTM_GETROUTE, 0, question, each);
+}
+
 template <class Body>
 RouteSocket::Result RouteSocket::ask(std::uint16_t type, std::uint16_t flags, const Body& body, const Each& each) {
     if (!socket_.valid()) return Result::Failed;

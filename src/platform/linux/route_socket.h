@@ -30,6 +30,18 @@ constexpr bool carriesData(unsigned flags) noexcept {
     return (flags & kAll) == kAll;
 }
 
+/// Asks for the way to an address of `Size` bytes; a source of zeros and an interface of 0 leave that open.
+template <std::size_t Size>
+struct RouteQuestion {
+    rtmsg message;
+    rtattr destinationHead;
+    std::uint8_t destination[Size];
+    rtattr sourceHead;
+    std::uint8_t source[Size];
+    rtattr interfaceHead;
+    std::uint32_t interfaceIndex;
+};
+
 /// One at a time.
 class RouteSocket {
 public:
@@ -43,6 +55,9 @@ public:
     Result dump(std::uint16_t type, const Each& each);
     /// Calls `each` for the RTM_NEWLINK of one interface. Failed, with lastError(): there is none, or as above.
     Result link(std::uint32_t interfaceIndex, const Each& each);
+    /// Calls `each` for the RTM_NEWROUTE by which the kernel would send. Failed, with lastError(): it would not.
+    Result route(const RouteQuestion<4>& question, const Each& each);
+    Result route(const RouteQuestion<16>& question, const Each& each);
 
 private:
     template <class Body>

@@ -129,6 +129,13 @@ bool Socket::setSendBuffer(std::int32_t bytes) noexcept {
     return setBuffer(descriptor_, SO_SNDBUF, SO_SNDBUFFORCE, bytes);
 }
 
+std::int32_t Socket::receiveBuffer() const noexcept {
+    int granted = 0;
+    socklen_t size = sizeof granted;
+    if (!settle(getsockopt(descriptor_, SOL_SOCKET, SO_RCVBUF, &granted, &size) == 0)) return 0;
+    return granted / 2;
+}
+
 bool Socket::setOwnGroupsOnly() noexcept {
     if (familyOf(descriptor_) == AF_INET6) return setOption(descriptor_, IPPROTO_IPV6, IPV6_MULTICAST_ALL, int{0});
     return setOption(descriptor_, IPPROTO_IP, IP_MULTICAST_ALL, int{0});
