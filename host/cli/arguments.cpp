@@ -16,13 +16,16 @@ namespace mcgate::host {
 namespace {
 
 constexpr const char* kForm =
-    "one of send, receive, generate, show, register, unregister and classes; mcgate --help tells more";
+    "one of send, receive, generate, show, check, interfaces, register, unregister and classes; mcgate --help tells "
+    "more";
 constexpr const char* kSendForm =
     "mcgate send INPUT --to URL [--to URL]... [--load FILE] [--save FILE] [--offset MS] [--no-pacing] [--loop] "
     "[--report text|json|none]";
 constexpr const char* kReceiveForm =
     "mcgate receive URL|--load FILE [--save FILE] [--out FILE] [--timeout MS] [--duration SECONDS] "
     "[--idle-exit SECONDS] [--report text|json|none]";
+constexpr const char* kCheckForm = "mcgate check URL|--to URL [--seconds N] [--rate BITS] [--json]";
+constexpr const char* kInterfacesForm = "mcgate interfaces [--json]";
 constexpr const char* kGenerateForm = "mcgate generate --rate BITS --duration SECONDS [--seed N] --out FILE";
 constexpr const char* kRegisterForm = "mcgate register [MODULE], mcgate unregister [MODULE] or mcgate classes";
 constexpr const char* kShowForm = "mcgate show FILE";
@@ -117,6 +120,23 @@ CLI::App& addGenerate(CLI::App& app, GenerateOptions& options) {
     return command;
 }
 
+CLI::App& addCheck(CLI::App& app, CheckOptions& options) {
+    auto& command = *app.add_subcommand("check", "Look whether a stream can be received, or sent");
+    command.add_option("URL", options.url, "to receive: udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS]");
+    command.add_option("--to", options.to, "to send: udp://ADDRESS:PORT[?local=ADDRESS]");
+    command.add_option("--seconds", options.seconds, "to listen, 3 at first")->check(between(0.1, 3600.0, "seconds"));
+    command.add_option("--rate", options.rate, "of the stream, in bits per second; measured where it isn't given")
+        ->check(between(std::uint64_t{1}, std::uint64_t{100'000'000'000}, "bits per second"));
+    command.add_flag("--json", options.json, "one JSON object instead of text");
+    return command;
+}
+
+CLI::App& addInterfaces(CLI::App& app, InterfacesOptions& options) {
+    auto& command = *app.add_subcommand("interfaces", "List the network interfaces");
+    command.add_flag("--json", options.json, "one JSON object instead of text");
+    return command;
+}
+
 CLI::App& addModuleCommand(CLI::App& app, const char* name, const char* what, std::string& module) {
     auto& command = *app.add_subcommand(name, what);
     command.add_option("MODULE", module, "a module; the one beside the command at first");
@@ -145,6 +165,8 @@ Task parseArguments(int argc, char** argv) {
         std::string module;
         std::string registry;
         ShowOptions show;
+        CheckOptions check;
+        InterfacesOptions interfaces;
     };
     const auto options = std::make_shared<Options>();
     CLI::App app("Carries transport streams over UDP and multicast");
@@ -163,6 +185,9 @@ Task parseArguments(int argc, char** argv) {
         {&addReceive(app, options->receive), kReceiveForm, [options] { return runReceive(options->receive); }},
         {&addGenerate(app, options->generate), kGenerateForm, [options] { return runGenerate(options->generate); }},
         {&addShow(app, options->show), kShowForm, [options] { return runShow(options->show); }},
+        {&addCheck(app, options->check), kCheckForm, [options] { return runCheck(options->check); }},
+        {&addInterfaces(app, options->interfaces), kInterfacesForm,
+         [options] { return runInterfaces(options->interfaces); }},
         {&addModuleCommand(app, "register", "Register a module for all users of this registry", options->module),
          kRegisterForm, [options] { return runRegister(options->module); }},
         {&addModuleCommand(app, "unregister", "Take a module's classes out of the registry", options->module),

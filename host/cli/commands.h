@@ -41,11 +41,25 @@ struct ShowOptions {
     std::string file;
 };
 
+struct CheckOptions {
+    std::string url;  ///< to receive; empty where `to` is given
+    std::string to;   ///< to send
+    double seconds = 3;
+    std::uint64_t rate = 0;  ///< 0: as measured
+    bool json = false;
+};
+
+struct InterfacesOptions {
+    bool json = false;
+};
+
 /// Each gives the exit status: 0, or 1 for a failure while running. They throw UsageError for wrong use and
 /// std::runtime_error for what could not be begun.
 int runSend(const SendOptions& options);
 int runReceive(const ReceiveOptions& options);
 int runGenerate(const GenerateOptions& options);
 int runShow(const ShowOptions& options);
+int runCheck(const CheckOptions& options);
+int runInterfaces(const InterfacesOptions& options);
 
 }  // namespace mcgate::host

@@ -78,6 +78,8 @@ if unshare -rn true 2>/dev/null; then
     expect 1 "no route to 239.1.1.1" unshare -rn "$mcgate" send in.ts --to udp://239.1.1.1:45300
 fi
 expect 2 "URL or --load is required; right would be" "$mcgate" receive
+expect 2 "right would be one of URL and --to URL" "$mcgate" check
+expect 2 "right would be mcgate check" "$mcgate" check udp://@:45300 --seconds 0
 expect 2 "'70000' is no port" "$mcgate" receive udp://@:70000
 expect 1 "can't open missing.ts" "$mcgate" send missing.ts --to udp://127.0.0.1:45300
 cp in.ts kept.ts
