@@ -7,6 +7,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "filters/data_id.h"
 #include "foundation/status.h"
 
 namespace mcgate::host {
@@ -260,17 +261,8 @@ HRESULT TsFileSource::fill(IMediaSample& sample, const StampedPacket* packets, s
     if (SUCCEEDED(status)) status = sample.SetDiscontinuity(discontinuity ? 1 : 0);
     if (FAILED(status)) return status;
     for (std::size_t i = 0; i < count; ++i) std::memcpy(data + i * kPacketSize, packets[i].bytes.data(), kPacketSize);
-    setDataId(sample);
+    setDataId(sample, nextId_);
     return S_OK;
-}
-
-void TsFileSource::setDataId(IMediaSample& sample) {
-    void* found = nullptr;
-    if (FAILED(sample.QueryInterface(IMediaSample3::iid, &found))) return;
-    const auto extended = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
-    std::array<std::uint8_t, sizeof nextId_> id;
-    std::memcpy(id.data(), &nextId_, sizeof nextId_);
-    extended->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), id.data(), sizeof nextId_);
 }
 
 // A discontinuity makes the sender send all that is queued without pacing until its queue is empty. A source that fills

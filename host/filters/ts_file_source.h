@@ -82,7 +82,6 @@ private:
     bool deliverNext();
     bool deliver(const StampedPacket* packets, std::size_t count, bool padding);
     HRESULT fill(IMediaSample& sample, const StampedPacket* packets, std::size_t count, bool discontinuity);
-    void setDataId(IMediaSample& sample);
     bool letFlushEnd(std::int64_t time);
     bool waitForPace(std::int64_t time);
     bool waitUntilAllBack();

@@ -16,21 +16,9 @@ constexpr double kTicksPerMs = 10'000.0;
 
 void StreamMeter::add(const std::uint8_t* data, std::size_t size, std::int64_t arrival) {
     const std::lock_guard hold(lock_);
-    if (unplaced_.size() < kMostUnplaced) unplaced_.push_back({offset_, arrival});
-    const std::uint64_t firstOffset = offset_ - partial_.size();
-    offset_ += size;
-    partial_.insert(partial_.end(), data, data + size);
-    std::size_t at = 0;
-    while (partial_.size() - at >= kPacketSize) {
-        if (!ts_validate(&partial_[at])) {
-            ++figures_.syncErrors;
-            ++at;
-            continue;
-        }
-        takePacket(&partial_[at], firstOffset + at);
-        at += kPacketSize;
-    }
-    partial_.erase(partial_.begin(), partial_.begin() + static_cast<std::ptrdiff_t>(at));
+    if (unplaced_.size() < kMostUnplaced) unplaced_.push_back({scanner_.bytes(), arrival});
+    scanner_.add(data, size, [this](const std::uint8_t* packet, std::uint64_t offset) { takePacket(packet, offset); });
+    figures_.syncErrors = scanner_.skipped();
 }
 
 void StreamMeter::takePacket(const std::uint8_t* packet, std::uint64_t offset) {

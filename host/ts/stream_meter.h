@@ -6,7 +6,7 @@
 #include <optional>
 #include <vector>
 
-#include "ts/ts_packet.h"
+#include "ts/packet_scanner.h"
 
 namespace mcgate::host {
 
@@ -47,8 +47,7 @@ private:
 
     mutable std::mutex lock_;
     Figures figures_;
-    std::vector<std::uint8_t> partial_;
-    std::uint64_t offset_ = 0;
+    PacketScanner scanner_;
     std::array<std::int8_t, 8192> counters_ = [] {
         std::array<std::int8_t, 8192> none;
         none.fill(-1);
