@@ -2,29 +2,22 @@
 
 #include <cstdint>
 #include <string>
-#include <vector>
 
+#include "cli/receiver_end.h"
 #include "cli/report.h"
+#include "cli/sender_end.h"
 
 namespace mcgate::host {
 
-struct SendOptions {
+struct SendOptions : SenderOptions {
     std::string input;
-    std::vector<std::string> destinations;
-    std::string load;  ///< file of saved configuration; empty: none
-    std::string save;  ///< as load
-    std::int64_t offsetMs = 0;
-    bool noPacing = false;
     bool loop = false;
     ReportForm report = ReportForm::Text;
 };
 
-struct ReceiveOptions {
-    std::string url;   ///< or load, one of the two
-    std::string load;  ///< file of saved configuration
-    std::string save;  ///< as load; empty: none
+struct ReceiveOptions : ReceiverOptions {
+    std::string save;  ///< file to save the configuration in; empty: none
     std::string out;
-    std::int32_t timeoutMs = 5000;
     double durationSeconds = 0;  ///< 0: without end
     double idleExitSeconds = 0;  ///< 0: never
     ReportForm report = ReportForm::Text;

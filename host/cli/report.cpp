@@ -25,17 +25,25 @@ std::string interfaceName(std::uint32_t index) {
 
 }  // namespace
 
+void ReportValues::measure(const StreamMeter::Figures& figures) {
+    continuityErrors = figures.continuityErrors;
+    if (figures.spacingSamples > 0) spacing = {figures.medianMs, figures.p99Ms, figures.maxMs};
+}
+
 void Report::write(const ReportValues& values, bool final) {
     const auto now = Clock::now();
     const std::chrono::duration<double> whole = now - start_;
     const std::chrono::duration<double> since = final ? whole : now - last_;
-    const auto bytes = static_cast<double>(final ? values.bytes : values.bytes - lastBytes_);
-    const double bitRate = since.count() > 0 ? bytes * 8 / since.count() : 0;
+    std::optional<double> bitRate;
+    if (values.bytes) {
+        const auto bytes = static_cast<double>(*values.bytes - (final ? 0 : lastBytes_));
+        bitRate = since.count() > 0 ? bytes * 8 / since.count() : 0;
+    }
     if (form_ == ReportForm::Json) writeJson(values, whole.count(), bitRate, final);
     if (form_ == ReportForm::Text) writeText(values, whole.count(), bitRate, final);
     if (form_ == ReportForm::Text) tellDrops(values);
     last_ = now;
-    lastBytes_ = values.bytes;
+    lastBytes_ = values.bytes.value_or(0);
     while (next_ <= now) next_ += std::chrono::seconds(1);
 }
 
@@ -63,8 +71,9 @@ void Report::tellInterfaceState(std::uint32_t index, bool up) const {
     }
 }
 
-void Report::tellModule(const ModuleChoice& module) const {
-    if (module.registered) return;
+void Report::tellModule(const ModuleChoice& module) {
+    if (module.registered || module.path == toldModule_) return;
+    toldModule_ = module.path;
     if (form_ == ReportForm::Json) {
         const nlohmann::ordered_json line{{"event", "module"}, {"path", module.path}, {"registered", false}};
         std::fprintf(stderr, "%s\n", line.dump().c_str());
@@ -75,11 +84,11 @@ void Report::tellModule(const ModuleChoice& module) const {
     }
 }
 
-void Report::writeJson(const ReportValues& values, double seconds, double bitRate, bool final) const {
+void Report::writeJson(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const {
     nlohmann::ordered_json line{{"time_s", seconds},
-                                {"datagrams", values.datagrams},
-                                {"bytes", values.bytes},
-                                {"bit_rate", bitRate},
+                                {"datagrams", orNull(values.datagrams)},
+                                {"bytes", orNull(values.bytes)},
+                                {"bit_rate", orNull(bitRate)},
                                 {"dropped_samples", orNull(values.droppedSamples)},
                                 {"kernel_drops", orNull(values.kernelDrops)},
                                 {"continuity_errors", orNull(values.continuityErrors)},
@@ -88,6 +97,8 @@ void Report::writeJson(const ReportValues& values, double seconds, double bitRat
                                 {"queued_samples", orNull(values.queuedSamples)},
                                 {"buffer_full_notices", orNull(values.bufferFullNotices)},
                                 {"priority", orNull(values.priority)}};
+    if (values.receivedDatagrams) line["received_datagrams"] = *values.receivedDatagrams;
+    if (values.receivedBytes) line["received_bytes"] = *values.receivedBytes;
     if (values.kernelDrops.value_or(0) > 0) line["kernel_drops_hint"] = values.kernelDropsHint;
     if (values.spacing) {
         line["spacing_error_ms"] = {
@@ -97,11 +108,13 @@ void Report::writeJson(const ReportValues& values, double seconds, double bitRat
     std::fprintf(stderr, "%s\n", line.dump().c_str());
 }
 
-void Report::writeText(const ReportValues& values, double seconds, double bitRate, bool final) const {
+void Report::writeText(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const {
     std::ostringstream line;
     line.precision(2);
-    line << std::fixed << name_ << (final ? " total " : " ") << seconds << " s  " << bitRate / 1e6 << " Mbit/s  "
-         << values.datagrams << " datagrams";
+    line << std::fixed << name_ << (final ? " total " : " ") << seconds << " s";
+    if (bitRate) line << "  " << *bitRate / 1e6 << " Mbit/s";
+    if (values.receivedDatagrams) line << "  received " << *values.receivedDatagrams << " datagrams  sent";
+    if (values.datagrams) line << "  " << *values.datagrams << " datagrams";
     if (values.droppedSamples) line << "  dropped " << *values.droppedSamples;
     if (values.kernelDrops) line << "  kernel drops " << *values.kernelDrops;
     if (values.continuityErrors) line << "  continuity errors " << *values.continuityErrors;

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cli/module_loader.h"
+#include "ts/stream_meter.h"
 
 namespace mcgate::host {
 
@@ -13,8 +14,10 @@ enum class ReportForm { Text, Json, None };
 
 /// What a report tells at one moment. Absent values don't apply, or were not measured.
 struct ReportValues {
-    std::uint64_t datagrams = 0;
-    std::uint64_t bytes = 0;
+    std::optional<std::uint64_t> datagrams;
+    std::optional<std::uint64_t> bytes;
+    std::optional<std::uint64_t> receivedDatagrams;  ///< where what is received and what is sent are two things
+    std::optional<std::uint64_t> receivedBytes;
     std::optional<std::uint64_t> droppedSamples;
     std::optional<std::uint64_t> kernelDrops;
     std::string kernelDropsHint;  ///< what would help against them; empty without drops
@@ -30,6 +33,9 @@ struct ReportValues {
         double maxMs = 0;
     };
     std::optional<Spacing> spacing;
+
+    /// Takes over what a meter found.
+    void measure(const StreamMeter::Figures& figures);
 };
 
 /// Writes a line or a JSON object a second to standard error, and a last one. One thread.
@@ -43,13 +49,13 @@ public:
     void tellInterface(const std::string& address, const std::string& local) const;
     /// That an interface behind a destination is up or down, with the time.
     void tellInterfaceState(std::uint32_t index, bool up) const;
-    /// Which module is used where none is registered.
-    void tellModule(const ModuleChoice& module) const;
+    /// Which module is used where none is registered; once.
+    void tellModule(const ModuleChoice& module);
 
 private:
     using Clock = std::chrono::steady_clock;
-    void writeJson(const ReportValues& values, double seconds, double bitRate, bool final) const;
-    void writeText(const ReportValues& values, double seconds, double bitRate, bool final) const;
+    void writeJson(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const;
+    void writeText(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const;
     void tellDrops(const ReportValues& values);
 
     const ReportForm form_;
@@ -59,6 +65,7 @@ private:
     Clock::time_point next_ = start_ + std::chrono::seconds(1);
     std::uint64_t lastBytes_ = 0;
     std::uint64_t toldDrops_ = 0;
+    std::string toldModule_;
 };
 
 }  // namespace mcgate::host

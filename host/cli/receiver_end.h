@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "cli/host_log.h"
+#include "cli/kernel_drops.h"
+#include "cli/report.h"
+#include "cli/saved_configuration.h"
+#include "cli/url.h"
+#include "graph/filter_graph.h"
+#include "interfaces/i_source_config.h"
+
+namespace mcgate::host {
+
+struct ReceiverOptions {
+    std::string url;   ///< or load, one of the two
+    std::string load;  ///< file of saved configuration
+    std::int32_t timeoutMs = 5000;
+};
+
+/// The receiver filter as the commands use it: made, configured, and unplugged when the object goes. The graph is torn
+/// down by then; log and report outlive it. One thread.
+class ReceiverEnd {
+public:
+    /// Throws UsageError for a wrong URL or a file that holds no receiver's configuration, std::runtime_error for what
+    /// could not be set up.
+    ReceiverEnd(const ReceiverOptions& options, HostLog& log, Report& report);
+    ~ReceiverEnd();
+    ReceiverEnd(const ReceiverEnd&) = delete;
+    ReceiverEnd& operator=(const ReceiverEnd&) = delete;
+
+    IBaseFilter* filter() const noexcept { return filter_.get(); }
+    platform::ComPtr<IPin> output() const { return findPin(*filter_, PINDIR_OUTPUT); }
+    /// The text for a graph that did not start because of this filter.
+    std::string whyNot(HRESULT status) const;
+    /// What the receiver and the kernel know for a report.
+    void fill(ReportValues& values);
+
+private:
+    void configure();
+
+    const std::string name_;  ///< of what is received, for messages
+    const std::optional<SavedConfiguration> saved_;
+    ReceiveUrl url_;
+    HostLog& log_;
+    KernelDrops drops_;
+    platform::ComPtr<IBaseFilter> filter_;
+    platform::ComPtr<ISourceConfig> config_;
+};
+
+}  // namespace mcgate::host

@@ -1,0 +1,110 @@
+#include "cli/sender_end.h"
+
+#include <optional>
+
+#include "cli/configuration_file.h"
+#include "cli/demand.h"
+#include "cli/module_loader.h"
+#include "cli/stop_signal.h"
+#include "cli/url.h"
+#include "interfaces/class_ids.h"
+#include "platform/native_thread.h"
+
+namespace mcgate::host {
+
+using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_point_filter::v0::
+    IDelayCrossingPointFilter;
+
+namespace {
+
+constexpr std::int32_t kInterfaceChanged = 0x806B;  // the sender's own: interface index, 1 for up
+constexpr std::chrono::milliseconds kLook{100};
+constexpr std::chrono::milliseconds kClockSettles{1050};
+
+const char* priorityName() {
+    switch (platform::lastTimeCriticalClass()) {
+        case platform::PriorityClass::RealTime:
+            return "realtime";
+        case platform::PriorityClass::Nice:
+            return "nice";
+        default:
+            return "normal";
+    }
+}
+
+std::optional<SavedConfiguration> savedDestinations(const SenderOptions& options) {
+    if (options.load.empty()) return {};
+    auto saved = readSenderConfiguration(options.load);
+    if (options.destinations.empty() && std::get<SavedConfiguration::Sender>(saved.filter).loadable == 0) {
+        throw UsageError(options.load + " holds no destination; right would be --to URL beside it");
+    }
+    return saved;
+}
+
+}  // namespace
+
+SenderEnd::SenderEnd(const SenderOptions& options, HostLog& log, Report& report) : log_(log), report_(report) {
+    for (const auto& text : options.destinations) parseSendUrl(text);  // wrong use is told before all else
+    const auto saved = savedDestinations(options);
+    report_.tellModule(moduleOf(CLSID_CNetworkSend));
+    filter_ = host::create<IBaseFilter>(CLSID_CNetworkSend);
+    made_ = std::chrono::steady_clock::now();
+    config_ = filter_.query<ISenderConfig>();
+    config_->SetLogPerf(&log_);
+    if (saved) loadConfiguration(*filter_, *saved, options.load);
+    addDestinations(options.destinations);
+    if (!options.save.empty()) saveConfiguration(*filter_, options.save);
+    config_->SetTimeOffset(options.offsetMs);
+    config_->EnablePacing(options.noPacing ? 0 : 1);
+    crossing_ = filter_.query<IDelayCrossingPointFilter>();
+    crossing_->SetInputCrossingCallback(&counter_.input());
+    crossing_->SetOutputCrossingCallback(&counter_.output());
+}
+
+SenderEnd::~SenderEnd() {
+    crossing_->SetInputCrossingCallback(nullptr);
+    crossing_->SetOutputCrossingCallback(nullptr);
+    config_->SetLogPerf(nullptr);
+}
+
+// Behind those that were loaded.
+void SenderEnd::addDestinations(const std::vector<std::string>& destinations) {
+    for (const auto& text : destinations) {
+        SendUrl url = parseSendUrl(text);
+        if (url.local.empty() && isGroup(url.remote)) {
+            url.local = routedInterface(url.remote);
+            report_.tellInterface(url.remote, url.local);
+        }
+        if (url.local.empty()) url.local = url.remote.find(':') != std::string::npos ? "::" : "0.0.0.0";
+        std::int32_t index = -1;
+        demand(config_->AddDestination(platform::toWide(url.remote).c_str(), url.port,
+                                       platform::toWide(url.local).c_str(), &index),
+               "can't send to " + text);
+    }
+}
+
+// The sender's clock estimate begins at its creation, before it has the graph's clock. A first look at that clock a
+// second or more later is taken over whole; an earlier one in part only, and the rest would pass for time elapsed in
+// the stream.
+void SenderEnd::letClockSettle(FilterGraph& graph) const {
+    while (!stopRequested() && std::chrono::steady_clock::now() - made_ < kClockSettles) graph.nextEvent(kLook);
+}
+
+void SenderEnd::heed(const FilterGraph::Event& event) const {
+    if (event.code != kInterfaceChanged) return;
+    report_.tellInterfaceState(static_cast<std::uint32_t>(event.p1), event.p2 != 0);
+}
+
+void SenderEnd::fill(ReportValues& values, std::uint64_t delivered) {
+    const auto counts = counter_.counts();
+    values.datagrams = counts.datagrams;
+    values.bytes = counts.bytes;
+    values.droppedSamples = delivered > counts.accepted ? delivered - counts.accepted : 0;
+    values.dataPresent = counts.datagrams > lastDatagrams_;
+    lastDatagrams_ = counts.datagrams;
+    values.priority = priorityName();
+    values.holdBackMs = log_.holdBackMs();
+    values.queuedSamples = counts.queued;
+}
+
+}  // namespace mcgate::host
