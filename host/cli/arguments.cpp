@@ -16,7 +16,8 @@ namespace mcgate::host {
 namespace {
 
 constexpr const char* kForm =
-    "one of send, receive, generate, show, check, interfaces, register, unregister and classes; mcgate --help tells "
+    "one of send, receive, relay, generate, show, check, interfaces, register, unregister and classes; mcgate --help "
+    "tells "
     "more";
 constexpr const char* kSendForm =
     "mcgate send INPUT --to URL [--to URL]... [--load FILE] [--save FILE] [--offset MS] [--no-pacing] [--loop] "
@@ -24,6 +25,9 @@ constexpr const char* kSendForm =
 constexpr const char* kReceiveForm =
     "mcgate receive URL|--load FILE [--save FILE] [--out FILE] [--timeout MS] [--duration SECONDS] "
     "[--idle-exit SECONDS] [--report text|json|none]";
+constexpr const char* kRelayForm =
+    "mcgate relay URL --to URL [--to URL]... [--private] [--offset MS] [--no-pacing] [--timeout MS] "
+    "[--duration SECONDS] [--report text|json|none]";
 constexpr const char* kCheckForm = "mcgate check URL|--to URL [--seconds N] [--rate BITS] [--json]";
 constexpr const char* kInterfacesForm = "mcgate interfaces [--json]";
 constexpr const char* kGenerateForm = "mcgate generate --rate BITS --duration SECONDS [--seed N] --out FILE";
@@ -48,7 +52,9 @@ CLI::Validator between(Number least, Number most, const std::string& what) {
 
 CLI::Validator seconds(double least) { return between(least, 31'536'000.0, "seconds"); }
 
-CLI::Validator milliseconds(std::int64_t least) { return between(least, std::int64_t{3'600'000}, "milliseconds"); }
+CLI::Validator milliseconds(std::int64_t least, std::int64_t most = 3'600'000) {
+    return between(least, most, "milliseconds");
+}
 
 void addReport(CLI::App& command, ReportForm& form) {
     static const std::map<std::string, ReportForm> kForms{
@@ -74,18 +80,34 @@ void addSaved(CLI::App& command, std::string& load, std::string& save) {
     command.add_option("--save", save, "file to save the configuration in")->check(isFile);
 }
 
+/// Gives the option for destinations.
+CLI::Option& addSender(CLI::App& command, SenderOptions& options, std::int64_t mostOffsetMs) {
+    command.add_option("--offset", options.offsetMs, "hold-back in milliseconds")
+        ->check(milliseconds(-3'600'000, mostOffsetMs));
+    command.add_flag("--no-pacing", options.noPacing, "send as fast as the input comes");
+    return *command.add_option("--to", options.destinations, "udp://ADDRESS:PORT[?local=ADDRESS]; may be repeated")
+                ->take_all()
+                ->allow_extra_args(false);
+}
+
+CLI::Option& addReceiver(CLI::App& command, ReceiverOptions& options, std::int64_t leastTimeoutMs) {
+    command.add_option("--timeout", options.timeoutMs, "milliseconds after which silence is reported")
+        ->check(milliseconds(leastTimeoutMs));
+    return *command.add_option("URL", options.url, "udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS]");
+}
+
+void addDuration(CLI::App& command, double& durationSeconds) {
+    command.add_option("--duration", durationSeconds, "end after this many seconds")->check(seconds(0.01));
+}
+
 CLI::App& addSend(CLI::App& app, SendOptions& options) {
     auto& command = *app.add_subcommand("send", "Send a transport stream at its own pace");
     command.add_option("INPUT", options.input, "file, or - for standard input")->required();
-    command.add_option("--to", options.destinations, "udp://ADDRESS:PORT[?local=ADDRESS]; may be repeated")
-        ->take_all()
-        ->allow_extra_args(false);
+    addSender(command, options, 3'600'000);
     addSaved(command, options.load, options.save);
     command.callback([&options] {
         if (options.destinations.empty() && options.load.empty()) throw CLI::RequiredError("--to or --load");
     });
-    command.add_option("--offset", options.offsetMs, "hold-back in milliseconds")->check(milliseconds(-3'600'000));
-    command.add_flag("--no-pacing", options.noPacing, "send as fast as the input comes");
     command.add_flag("--loop", options.loop, "begin again at the end of the file");
     addReport(command, options.report);
     return command;
@@ -93,18 +115,28 @@ CLI::App& addSend(CLI::App& app, SendOptions& options) {
 
 CLI::App& addReceive(CLI::App& app, ReceiveOptions& options) {
     auto& command = *app.add_subcommand("receive", "Receive a transport stream");
-    command.add_option("URL", options.url, "udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS]");
+    addReceiver(command, options, 0);
     addSaved(command, options.load, options.save);
     command.callback([&options] {
         if (options.url.empty() && options.load.empty()) throw CLI::RequiredError("URL or --load");
         if (!options.url.empty() && !options.load.empty()) throw CLI::ExcludesError("URL", "--load");
     });
     command.add_option("--out", options.out, "file, or - for standard output");
-    command.add_option("--timeout", options.timeoutMs, "milliseconds after which silence is reported")
-        ->check(milliseconds(0));
-    command.add_option("--duration", options.durationSeconds, "end after this many seconds")->check(seconds(0.01));
+    addDuration(command, options.durationSeconds);
     command.add_option("--idle-exit", options.idleExitSeconds, "end after this many seconds without data")
         ->check(seconds(0.01));
+    addReport(command, options.report);
+    return command;
+}
+
+CLI::App& addRelay(CLI::App& app, RelayOptions& options) {
+    auto& command = *app.add_subcommand("relay", "Receive a stream and send it on at its own pace");
+    addReceiver(command, options, 1000).required();
+    addSender(command, options, 10'000).required();
+    command.add_flag("--private", options.privateStream, "the private time-stamped stream, which is never paced")
+        ->excludes("--offset")
+        ->excludes("--no-pacing");
+    addDuration(command, options.durationSeconds);
     addReport(command, options.report);
     return command;
 }
@@ -161,6 +193,7 @@ Task parseArguments(int argc, char** argv) {
     struct Options {
         SendOptions send;
         ReceiveOptions receive;
+        RelayOptions relay;
         GenerateOptions generate;
         std::string module;
         std::string registry;
@@ -183,6 +216,7 @@ Task parseArguments(int argc, char** argv) {
     const std::vector<Command> commands{
         {&addSend(app, options->send), kSendForm, [options] { return runSend(options->send); }},
         {&addReceive(app, options->receive), kReceiveForm, [options] { return runReceive(options->receive); }},
+        {&addRelay(app, options->relay), kRelayForm, [options] { return runRelay(options->relay); }},
         {&addGenerate(app, options->generate), kGenerateForm, [options] { return runGenerate(options->generate); }},
         {&addShow(app, options->show), kShowForm, [options] { return runShow(options->show); }},
         {&addCheck(app, options->check), kCheckForm, [options] { return runCheck(options->check); }},

@@ -23,6 +23,13 @@ struct ReceiveOptions : ReceiverOptions {
     ReportForm report = ReportForm::Text;
 };
 
+struct RelayOptions : SenderOptions, ReceiverOptions {
+    RelayOptions() { offsetMs = 40; }  // most of what jitter a network adds; the sender finds the rest
+    bool privateStream = false;
+    double durationSeconds = 0;  ///< 0: without end
+    ReportForm report = ReportForm::Text;
+};
+
 struct GenerateOptions {
     std::uint64_t rate = 0;
     double seconds = 0;
@@ -50,6 +57,7 @@ struct InterfacesOptions {
 /// std::runtime_error for what could not be begun.
 int runSend(const SendOptions& options);
 int runReceive(const ReceiveOptions& options);
+int runRelay(const RelayOptions& options);
 int runGenerate(const GenerateOptions& options);
 int runShow(const ShowOptions& options);
 int runCheck(const CheckOptions& options);

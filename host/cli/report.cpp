@@ -114,7 +114,7 @@ void Report::writeText(const ReportValues& values, double seconds, std::optional
     line << std::fixed << name_ << (final ? " total " : " ") << seconds << " s";
     if (bitRate) line << "  " << *bitRate / 1e6 << " Mbit/s";
     if (values.receivedDatagrams) line << "  received " << *values.receivedDatagrams << " datagrams  sent";
-    if (values.datagrams) line << "  " << *values.datagrams << " datagrams";
+    if (values.datagrams) line << (values.receivedDatagrams ? " " : "  ") << *values.datagrams << " datagrams";
     if (values.droppedSamples) line << "  dropped " << *values.droppedSamples;
     if (values.kernelDrops) line << "  kernel drops " << *values.kernelDrops;
     if (values.continuityErrors) line << "  continuity errors " << *values.continuityErrors;

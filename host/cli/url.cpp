@@ -186,4 +186,12 @@ std::string routedInterface(const std::string& remote) {
                              "; name the interface with ?local=ADDRESS, such as ?local=127.0.0.1");
 }
 
+// To one of its own addresses the system goes by that very address.
+bool isOwn(const std::string& address) {
+    platform::SocketAddress remote;
+    platform::SocketAddress local;
+    return platform::resolveNumeric(address, 0, remote) == 0 && platform::routedLocalAddress(remote, local) &&
+           platform::numericText(local) == platform::numericText(remote);
+}
+
 }  // namespace mcgate::host

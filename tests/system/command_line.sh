@@ -74,6 +74,12 @@ for wrong in nan inf -1 1s; do
 done
 expect 2 "right would be mcgate receive" "$mcgate" receive udp://@:45300 --speed 4
 expect 2 "can't be read again" "$mcgate" send - --loop --to udp://127.0.0.1:45300 < <(cat in.ts)
+expect 2 "--to" "$mcgate" relay udp://@:45300
+expect 2 "right would be mcgate relay" "$mcgate" relay udp://@:45300 --to udp://127.0.0.1:45301 --timeout 999
+expect 2 "--offset excludes --private" "$mcgate" relay udp://@:45300 --to udp://127.0.0.1:45301 --private --offset 1
+for url in udp://@127.0.0.1:45300 udp://@:45300?local=127.0.0.1 udp://@:45300; do
+    expect 2 "would receive what it sends" "$mcgate" relay "$url" --to udp://127.0.0.1:45301 --to udp://127.0.0.1:45300
+done
 if unshare -rn true 2>/dev/null; then
     expect 1 "no route to 239.1.1.1" unshare -rn "$mcgate" send in.ts --to udp://239.1.1.1:45300
 fi
@@ -85,6 +91,10 @@ expect 1 "can't open missing.ts" "$mcgate" send missing.ts --to udp://127.0.0.1:
 cp in.ts kept.ts
 expect 1 "203.0.113.9 is no address of this host" "$mcgate" receive udp://@203.0.113.9:45300 --out kept.ts
 cmp in.ts kept.ts || { echo "FAILED: a receiver that didn't start emptied its file"; failed=1; }
+expect 1 "203.0.113.9 is no address of this host" "$mcgate" relay udp://@203.0.113.9:45300 --to udp://127.0.0.1:45301
+expect 1 "unable to create UDP senders" "$mcgate" relay udp://@127.0.0.1:45300 \
+    --to "udp://239.1.1.1:45301?local=203.0.113.9"
+expect 0 '"data_present":false' "$mcgate" relay udp://@127.0.0.1:45300 --to udp://127.0.0.1:45301 --duration 0.2 --report json
 expect 0 '"data_present":false' "$mcgate" receive udp://@127.0.0.1:45300 --idle-exit 0.2 --report json
 expect 1 "unable to create UDP senders" "$mcgate" send in.ts --to "udp://239.1.1.1:45300?local=203.0.113.9"
 expect 1 "can't write" "$mcgate" generate --rate 5000000 --duration 1 --out no/such/place.ts
