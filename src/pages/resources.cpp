@@ -43,8 +43,7 @@ constexpr ControlTemplate kSenderControls[] = {
     {{kSecondInterface, Combo, {146, 38, 246, 52}}},
     {{kFirstLabel + 3, Label, {8, 56, 246, 86}},
      "An emptied row stays in the filter. Choose an interface in place of \"undefined\" before applying: with that "
-     "word "
-     "the sender can't start. Changes act at the next start."},
+     "word the sender can't start. Changes act at the next start."},
     {{kApply, Button, {196, 90, 246, 104}}, "Apply"},
 };
 
