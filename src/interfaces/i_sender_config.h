@@ -11,6 +11,10 @@
 struct ISenderConfig : IUnknown {
     static constexpr GUID iid = mcgate::platform::guid("{20587B2B-8B71-4384-B265-233D646816FB}");
 
+    /// The event by which the filter tells its graph that an interface with a destination's local address went up or
+    /// down: the interface's index; 1 for up, 0 for down. It comes at each start, too, and may repeat itself.
+    static constexpr std::int32_t kInterfaceEvent = 0x806B;
+
     /// Plugs in a log, not owned; null returns to the built-in one. Belongs before the graph runs,
     /// and has to outlive the filter.
     virtual HRESULT SetLogPerf(ILogPerf* log) = 0;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 #include <new>
+#include <set>
 
 #include "foundation/log_exception.h"
 #include "foundation/status.h"
@@ -47,6 +48,12 @@ CNetworkSend::CNetworkSend(IUnknown* outer, HRESULT* status, NetSender::SenderMa
         sendThread_.emplace([this] { sendLoop(); }, quorvel::system::thread::v1::kStartRunning);
         pin_ = std::make_unique<CInputPin>(this, &filterLock_, receiveLock_, state_, log_);
         netSender = std::make_unique<NetSender>(log_, std::move(maker));
+        monitor_ = std::make_unique<mcgate::util::IpInterfaceMonitor>([this](std::uint32_t interfaceIndex, bool up) {
+            mcgate::foundation::guarded([&] {
+                return NotifyEvent(ISenderConfig::kInterfaceEvent, static_cast<std::intptr_t>(interfaceIndex),
+                                   up ? 1 : 0);
+            });
+        });
     } catch (...) {
         *status = statusOfCurrentException();
     }
@@ -55,6 +62,7 @@ CNetworkSend::CNetworkSend(IUnknown* outer, HRESULT* status, NetSender::SenderMa
 CNetworkSend::~CNetworkSend() {
     state_.stopEvent.set();
     if (sendThread_) sendThread_->Wait();
+    monitor_.reset();
 }
 
 HRESULT CNetworkSend::NonDelegatingQueryInterface(const GUID& id, void** object) {
@@ -79,7 +87,7 @@ HRESULT CNetworkSend::Pause() {
         return S_OK;
     }
     try {
-        netSender->setDestinations(destinationAddresses());
+        openDestinations();
     } catch (...) {
         mcgate::foundation::logCurrentException(log_, "Unable to start net sender: ");
         return E_FAIL;
@@ -97,6 +105,14 @@ std::vector<udp::DestinationAddresses> CNetworkSend::destinationAddresses() {
         addresses.push_back(udp::MakeDestinationAddresses(entry.Local, entry.Port, entry.Remote));
     }
     return addresses;
+}
+
+void CNetworkSend::openDestinations() {
+    const auto addresses = destinationAddresses();
+    std::set<std::string> locals;
+    for (const auto& entry : destinations_) locals.insert(entry.Local);
+    monitor_->WatchAddresses(locals);
+    netSender->setDestinations(addresses);
 }
 
 HRESULT CNetworkSend::Stop() {

@@ -15,6 +15,7 @@
 #include "network/net_sender.h"
 #include "sender/input_pin.h"
 #include "sender/send_loop.h"
+#include "util/ip_interface_monitor.h"
 
 /// One configured destination.
 struct DestinationRecord {
@@ -30,14 +31,16 @@ using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_poi
 /// The sender filter: one input pin, no output pin. Pause out of stopped turns the configured destinations into
 /// sockets, Stop closes them. Paused and running do not differ. The send thread runs from construction to destruction;
 /// pacing state survives a stop, and samples still queued then come to nothing or, after a quick new start, go to the
-/// new destinations.
+/// new destinations. The graph hears, as an event, when an interface of a destination's local address comes up or goes
+/// down, and at each start the state of all of them; the sockets stay as they are.
 ///
 /// Threads: graph and configuration threads, the upstream streaming thread (the pin's Receive), the send thread, the
-/// NetSender's drain thread.
+/// NetSender's drain thread, the monitor's (NotifyEvent alone).
 /// Locks, in this order: receiveLock_ (Receive in progress, Stop), filterLock_ (state, destinations, clock), the
-/// NetSender's. The send thread takes filterLock_ only to copy the clock pointer. The destructor joins the send thread
-/// first, with no lock held: every wait of that thread ends with the stop event, and a blocking send ends when the
-/// kernel's buffer has room. No lock is held while a stream is read or written: a save writes a copy of the list, a
+/// NetSender's or the monitor's. The send thread takes filterLock_ only to copy the clock pointer. The destructor joins
+/// the send thread first and then the monitor's, with no lock held: every wait of the send thread ends with the stop
+/// event, and a blocking send ends when the kernel's buffer has room; the monitor's thread waits for the graph's event
+/// sink alone. No lock is held while a stream is read or written: a save writes a copy of the list, a
 /// load replaces the list when it has come to its end.
 class CNetworkSend final : public CBaseFilter,
                            public ISenderConfig,
@@ -94,6 +97,7 @@ private:
     void sendLoop();
     bool turnSurvives(SendLoop& loop) noexcept;
     std::vector<quorvel::network::udp::lib_udp::v2_1::DestinationAddresses> destinationAddresses();
+    void openDestinations();
     void refuse() noexcept;
     bool isEntry(std::int32_t index) const noexcept;
 
@@ -105,4 +109,5 @@ private:
     std::vector<DestinationRecord> destinations_;  ///< under filterLock_
     SendState state_;
     std::optional<quorvel::system::thread::v1::Thread> sendThread_;
+    std::unique_ptr<mcgate::util::IpInterfaceMonitor> monitor_;
 };

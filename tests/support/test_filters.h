@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -72,9 +73,23 @@ public:
     HRESULT AddFilter(IBaseFilter* filter, const WCHAR* name) override { return filter->JoinFilterGraph(this, name); }
     HRESULT RemoveFilter(IBaseFilter* filter) override { return filter->JoinFilterGraph(nullptr, nullptr); }
     HRESULT Notify(std::int32_t code, std::intptr_t param1, std::intptr_t param2) override {
-        const std::lock_guard hold(lock_);
+        std::unique_lock hold(lock_);
         events_.push_back({code, param1, param2});
+        changed_.notify_all();
+        changed_.wait(hold, [this] { return !holding_; });
         return S_OK;
+    }
+
+    /// Holds the caller of each Notify until it is called with false.
+    void hold(bool on) {
+        const std::lock_guard guard(lock_);
+        holding_ = on;
+        changed_.notify_all();
+    }
+    /// False when it has not happened by the deadline.
+    bool waitFor(const std::function<bool(const std::vector<Event>&)>& enough) {
+        std::unique_lock hold(lock_);
+        return changed_.wait_for(hold, kDeadline, [&] { return enough(events_); });
     }
 
     std::vector<Event> events() {
@@ -89,6 +104,8 @@ public:
 
 private:
     std::mutex lock_;
+    std::condition_variable changed_;
+    bool holding_ = false;
     std::vector<Event> events_;
 };
 
