@@ -205,6 +205,7 @@ Task parseArguments(int argc, char** argv) {
     CLI::App app("Carries transport streams over UDP and multicast");
     app.require_subcommand(1);
     app.fallthrough();
+    app.set_version_flag("--version", "mcgate " MCGATE_VERSION);
     app.add_option("--registry", options->registry, "the file of registered modules")
         ->envname("MCGATE_REGISTRY")
         ->type_name("FILE");
