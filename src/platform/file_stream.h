@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "platform/stream.h"
 
@@ -9,7 +10,7 @@ namespace mcgate::platform {
 
 /// A stream over a file, for reading or for writing it anew. What is written grows in a file beside it and takes its
 /// name in one step with commit(): whoever opens the name finds the old file or the new one, whole. Without commit()
-/// nothing changes.
+/// nothing changes; a process that is killed before may leave the part, FILE.PID-N.part.
 class FileStream final : public CountedStream {
 public:
     /// For reading, from the front on; waits for the writer of a named pipe. Both throw std::runtime_error that names

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <stdexcept>
 
 namespace mcgate::platform {

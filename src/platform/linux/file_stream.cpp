@@ -29,14 +29,14 @@ void syncDirectory(const std::filesystem::path& directory) {
 }  // namespace
 
 ComPtr<FileStream> FileStream::open(const std::string& path) {
-    const ComPtr<FileStream> stream(new FileStream(path));
+    ComPtr<FileStream> stream(new FileStream(path));
     stream->descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (stream->descriptor_ < 0) stream->refuse("open", errno);
     return stream;
 }
 
 ComPtr<FileStream> FileStream::create(const std::string& path) {
-    const ComPtr<FileStream> stream(new FileStream(path));
+    ComPtr<FileStream> stream(new FileStream(path));
     std::error_code unknown;
     const auto whole = std::filesystem::canonical(path, unknown);
     stream->target_ = unknown ? path : whole.string();
