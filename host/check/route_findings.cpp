@@ -15,10 +15,10 @@ std::string nameOf(std::uint32_t index, const std::vector<Interface>& all) {
     return found == all.end() ? "interface " + std::to_string(index) : found->name;
 }
 
-// A group is routed by an entry of its own, or with all others.
+// A group is routed by an entry of its own, or with all others; a host behind a router, by the router's address.
 std::string addRoute(const Road& road, const std::string& name) {
     const bool six = road.family() == platform::kFamilyIPv6;
-    if (!road.group) return "ip route add " + numericText(road.remote) + " dev " + name;
+    if (!road.group) return "ip route add " + numericText(road.remote) + " dev " + name + " (via ROUTER behind one)";
     return six ? "ip -6 route add multicast " + numericText(road.remote) + " dev " + name + " table local"
                : "ip route add 224.0.0.0/4 dev " + name;
 }
@@ -26,36 +26,6 @@ std::string addRoute(const Road& road, const std::string& name) {
 std::string by(const std::string& remote, const RouteAnswer& answer, const std::vector<Interface>& all) {
     return remote + " goes by " + nameOf(answer.interfaceIndex, all) + ", from " + numericText(answer.source);
 }
-
-}  // namespace
-
-Finding routeFinding(const Road& road, const RouteAnswer& answer, const Interface* wanted,
-                     const std::vector<Interface>& all) {
-    const std::string remote = numericText(road.remote);
-    if (!answer.open) {
-        const std::string name = wanted == nullptr ? "NAME" : wanted->name;
-        const std::string choice = wanted == nullptr ? ", or name the interface with ?local=ADDRESS" : "";
-        return fault("route", remote + ": " + answer.refusal, addRoute(road, name) + choice);
-    }
-    const std::string seen = by(remote, answer, all);
-    if (wanted == nullptr || wanted->index == answer.interfaceIndex) return ok("route", seen);
-    return warning("route", seen + ", and not by " + wanted->name + ", where the local address stands",
-                   addRoute(road, wanted->name) + " if it is to go there");
-}
-
-Finding reportRouteFinding(const Road& road, const RouteAnswer& answer, const Interface& wanted,
-                           const std::vector<Interface>& all) {
-    const std::string remote = numericText(road.remote);
-    if (answer.open && answer.interfaceIndex == wanted.index) return ok("route", by(remote, answer, all));
-    const std::string seen = answer.open ? by(remote, answer, all) : remote + ": " + answer.refusal;
-    return warning("route",
-                   seen + "; the group is joined on " + wanted.name +
-                       " all the same, but not told anew to a "
-                       "switch there that forgot it",
-                   "ip route add " + remote + " dev " + wanted.name);
-}
-
-namespace {
 
 constexpr int kStrict = 1;
 
@@ -76,6 +46,31 @@ Finding knownSource(const Road& road, const ReversePath& path, const Interface& 
 }
 
 }  // namespace
+
+Finding routeFinding(const Road& road, const RouteAnswer& answer, const Interface* wanted,
+                     const std::vector<Interface>& all) {
+    const std::string remote = numericText(road.remote);
+    if (!answer.open) {
+        const std::string name = wanted == nullptr ? "NAME" : wanted->name;
+        const std::string choice = wanted == nullptr && road.group ? ", or name the interface with ?local=ADDRESS" : "";
+        return fault("route", remote + ": " + answer.refusal, addRoute(road, name) + choice);
+    }
+    const std::string seen = by(remote, answer, all);
+    if (wanted == nullptr || wanted->index == answer.interfaceIndex) return ok("route", seen);
+    return warning("route", seen + ", and not by " + wanted->name + ", where the local address stands",
+                   addRoute(road, wanted->name) + " if it is to go there");
+}
+
+Finding reportRouteFinding(const Road& road, const RouteAnswer& answer, const Interface& wanted,
+                           const std::vector<Interface>& all) {
+    const std::string remote = numericText(road.remote);
+    if (answer.open && answer.interfaceIndex == wanted.index) return ok("route", by(remote, answer, all));
+    const std::string seen = answer.open ? by(remote, answer, all) : remote + ": " + answer.refusal;
+    return warning("route",
+                   seen + "; the group is joined on " + wanted.name +
+                       " all the same, but a switch there that forgot it isn't told anew",
+                   "ip route add " + remote + " dev " + wanted.name);
+}
 
 Finding reversePathFinding(const Road& road, const ReversePath& path, const Interface& one,
                            const std::vector<Interface>& all) {

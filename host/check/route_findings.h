@@ -22,9 +22,9 @@ Finding reportRouteFinding(const Road& road, const RouteAnswer& answer, const In
 /// What bears on the kernel's filter of IPv4 datagrams whose source it would not answer by the same interface
 /// (RFC 3704).
 struct ReversePath {
-    std::optional<int> mode;                 ///< 0 off, 1 strict, 2 loose; nothing when the system doesn't tell
-    std::optional<RouteAnswer> toSource;     ///< where the sender's address is known
-    std::optional<std::uint64_t> dropped{};  ///< by it, of all interfaces, while the check listened; nothing: unknown
+    std::optional<int> mode;               ///< 0 off, 1 strict, 2 loose; nothing when the system doesn't tell
+    std::optional<RouteAnswer> toSource;   ///< where the sender's address is known
+    std::optional<std::uint64_t> dropped;  ///< by it, of all interfaces, while the check listened; nothing: unknown
     bool listened = false;
     bool heard = false;
 };

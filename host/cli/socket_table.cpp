@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <charconv>
 #include <cstring>
 #include <filesystem>
@@ -84,7 +83,9 @@ bool dump(int descriptor, std::uint8_t family, std::uint16_t port, std::vector<U
     }
 }
 
-bool isNumber(const std::string& text) { return std::all_of(text.begin(), text.end(), ::isdigit); }
+bool isNumber(const std::string& text) {
+    return std::all_of(text.begin(), text.end(), [](char one) { return one >= '0' && one <= '9'; });
+}
 
 }  // namespace
 
@@ -120,7 +121,7 @@ std::string holderOf(const UdpSocket& socket) {
         if (!isNumber(process) || socketsOfProcess(process).count(socket.inode) == 0) continue;
         std::string name;
         std::getline(std::ifstream("/proc/" + process + "/comm"), name);
-        return name + " (pid " + process + ")";
+        return name.append(" (pid ").append(process).append(")");
     }
     return "a program of user " + std::to_string(socket.user);
 }

@@ -23,7 +23,7 @@ struct UdpSocket {
 std::optional<std::vector<UdpSocket>> udpSocketsOn(std::uint16_t port);
 /// Inodes of the sockets that a process has open, as far as this one may see; `process` is a number or "self".
 std::set<std::uint64_t> socketsOfProcess(const std::string& process);
-/// Who has the socket open, such as "ffmpeg (pid 812)", or "a program of user 1000" where no more is told.
+/// Who has the socket open, such as "player (pid 812)", or "a program of user 1000" where no more is told.
 std::string holderOf(const UdpSocket& socket);
 
 }  // namespace mcgate::host

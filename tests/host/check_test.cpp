@@ -116,9 +116,9 @@ TEST(Checkup, EachPlantedFaultIsFoundWithItsRemedy) {
         {kAny, [](auto& m) { m.route = byLoopback; }, "warning route: 239.1.1.1 goes by lo", "dev eth0"},
         {kAny,
          [](auto& m) {
-             m.port = {PortAnswer::State::Taken, "vlc (pid 7)", {}};
+             m.port = {PortAnswer::State::Taken, "player (pid 7)", {}};
          },
-         "fault port: port 5000 of 239.1.1.1: taken by vlc (pid 7)", "SO_REUSEADDR"},
+         "fault port: port 5000 of 239.1.1.1: taken by player (pid 7)", "SO_REUSEADDR"},
         {kAny, [](auto& m) { m.port.state = PortAnswer::State::Forbidden; }, "fault port", "CAP_NET_BIND_SERVICE"},
         {kAny,
          [](auto& m) {
