@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <utility>
 
 #include "cli/time_text.h"
 
@@ -57,7 +58,9 @@ void Report::tellInterface(const std::string& address, const std::string& local)
     }
 }
 
-void Report::tellInterfaceState(std::uint32_t index, bool up) const {
+void Report::tellInterfaceState(std::uint32_t index, bool up) {
+    const auto [told, isFirst] = toldUp_.try_emplace(index, up);
+    if (!isFirst && std::exchange(told->second, up) == up) return;
     const auto now = std::chrono::system_clock::now();
     const std::string name = interfaceName(index);
     if (form_ == ReportForm::Json) {

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -47,8 +48,8 @@ public:
     void write(const ReportValues& values, bool final);
     /// Which interface the system chose for an address that was given without `local`.
     void tellInterface(const std::string& address, const std::string& local) const;
-    /// That an interface behind a destination is up or down, with the time.
-    void tellInterfaceState(std::uint32_t index, bool up) const;
+    /// That an interface behind a destination is up or down, with the time; once for each change.
+    void tellInterfaceState(std::uint32_t index, bool up);
     /// Which module is used where none is registered; once.
     void tellModule(const ModuleChoice& module);
 
@@ -65,6 +66,7 @@ private:
     Clock::time_point next_ = start_ + std::chrono::seconds(1);
     std::uint64_t lastBytes_ = 0;
     std::uint64_t toldDrops_ = 0;
+    std::map<std::uint32_t, bool> toldUp_;  ///< by interface index
     std::string toldModule_;
 };
 

@@ -17,7 +17,6 @@ using quorvel::streaming::direct_show::filters::interfaces::i_delay_crossing_poi
 
 namespace {
 
-constexpr std::int32_t kInterfaceChanged = 0x806B;  // the sender's own: interface index, 1 for up
 constexpr std::chrono::milliseconds kLook{100};
 constexpr std::chrono::milliseconds kClockSettles{1050};
 
@@ -91,7 +90,7 @@ void SenderEnd::letClockSettle(FilterGraph& graph) const {
 }
 
 void SenderEnd::heed(const FilterGraph::Event& event) const {
-    if (event.code != kInterfaceChanged) return;
+    if (event.code != ISenderConfig::kInterfaceEvent) return;
     report_.tellInterfaceState(static_cast<std::uint32_t>(event.p1), event.p2 != 0);
 }
 

@@ -198,4 +198,21 @@ kill -TERM "$receiver"
 wait "$receiver"
 p99=$(tail -n 1 report | sed 's/.*"p99":\([0-9]*\)[.,].*/\1/')
 [ "$p99" -lt 200 ] || { echo "FAILED: a loop sends in bursts: $(tail -n 1 report)"; failed=1; }
+
+# An interface that goes down and comes back is told as it happens, in either form.
+interface_is_told() { # form, the end of a line that tells of it while it is up, and while it is down
+    unshare -rn bash -c '
+        until_told() { for _ in $(seq 100); do [ "$(grep -c -- "$1" told)" -ge "$2" ] && return; sleep 0.1; done; false; }
+        ip link set lo up
+        "$1" send in.ts --loop --to "udp://127.0.0.1:45300?local=127.0.0.1" --report "$2" 2>told &
+        until_told "$3" 1 && ip link set lo down && until_told "$4" 1 && ip link set lo up && until_told "$3" 2
+        told=$?
+        kill %1
+        wait %1
+        [ "$(grep -c -- "$4" told)" -eq 1 ] && exit $told' bash "$mcgate" "$@" || { echo "FAILED: an interface was not told: $(cat told)"; failed=1; }
+}
+if unshare -rn true 2>/dev/null; then
+    interface_is_told text ' interface lo is up$' ' interface lo is down$'
+    interface_is_told json '"name":"lo","index":1,"up":true}$' '"name":"lo","index":1,"up":false}$'
+fi
 exit $failed
