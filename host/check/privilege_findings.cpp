@@ -7,8 +7,7 @@ namespace {
 // setcap replaces what a file had, so that both stand in the one command.
 std::string grant(const char* capability, const std::string& program) {
     return std::string("AmbientCapabilities=") + capability + " in the unit that starts it, or setcap " +
-           "cap_net_raw,cap_sys_nice+ep " + program +
-           " (its library must then stand where the loader looks by itself: /usr/lib, or ldconfig)";
+           "cap_net_raw,cap_sys_nice+ep " + program + " (its directory must then be known to ldconfig)";
 }
 
 }  // namespace
