@@ -80,7 +80,7 @@ int writeRegistryValues(const std::string& key, const std::vector<RegistryValue>
     // A key stands in a line of its own.
     if (std::any_of(key.begin(), key.end(), [](unsigned char letter) { return letter < ' '; })) return ErrorInvalidData;
     return change([&](RegistryTree& tree) {
-        for (const auto& [name, text] : values) tree.set(key, name, text);
+        tree.set(key, values);
         return 0;
     });
 }

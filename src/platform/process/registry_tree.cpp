@@ -120,8 +120,9 @@ std::string RegistryTree::text() const {
     return result;
 }
 
-void RegistryTree::set(const std::string& key, const std::string& name, const std::string& value) {
-    keys_[key][name] = value;
+void RegistryTree::set(const std::string& key, const std::vector<platform::RegistryValue>& values) {
+    Values& own = keys_[key];
+    for (const auto& [name, text] : values) own[name] = text;
 }
 
 const std::string* RegistryTree::find(std::string_view key, std::string_view name) const {

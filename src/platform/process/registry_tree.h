@@ -6,6 +6,8 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/registry.h"
+
 namespace mcgate::process {
 
 /// Orders names without regard to the case of Latin letters.
@@ -30,7 +32,8 @@ public:
     static std::optional<RegistryTree> parse(std::string_view text);
     std::string text() const;
 
-    void set(const std::string& key, const std::string& name, const std::string& value);
+    /// Makes the key, if need be, and sets values of it.
+    void set(const std::string& key, const std::vector<platform::RegistryValue>& values);
     /// Null when the key or the value isn't there.
     const std::string* find(std::string_view key, std::string_view name) const;
     bool has(std::string_view key) const;
