@@ -1,5 +1,6 @@
 #pragma once
 
+#include <stdexcept>
 #include <string>
 
 #include "platform/unknown.h"
@@ -25,7 +26,9 @@ platform::ComPtr<IUnknown> createObject(const GUID& classId);
 /// As createObject, for one interface of the object.
 template <class Interface>
 platform::ComPtr<Interface> create(const GUID& classId) {
-    return createObject(classId).query<Interface>();
+    auto object = createObject(classId).query<Interface>();
+    if (!object) throw std::runtime_error(platform::guidText(classId) + " is another class than it should be");
+    return object;
 }
 
 }  // namespace mcgate::host

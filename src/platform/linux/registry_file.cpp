@@ -15,6 +15,7 @@
 
 #include "platform/errors.h"
 #include "platform/file_stream.h"
+#include "platform/linux/file_descriptor.h"
 
 namespace mcgate::platform {
 
@@ -48,20 +49,6 @@ int fileError(int number) noexcept {
     }
 }
 
-class File {
-public:
-    explicit File(int descriptor) noexcept : descriptor_(descriptor) {}
-    ~File() {
-        if (descriptor_ >= 0) close(descriptor_);
-    }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-    int get() const noexcept { return descriptor_; }
-
-private:
-    const int descriptor_;
-};
-
 std::string withoutLinks(const std::string& path) {
     const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr), &std::free);
     return target ? std::string(target.get()) : path;
@@ -71,8 +58,8 @@ std::string withoutLinks(const std::string& path) {
 
 int readRegistryFile(const std::string& path, std::string& text) {
     // A pipe or a device without a writer must not hold the reader up.
-    const File file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (file.get() < 0) return errno == ENOENT || errno == ENOTDIR ? ErrorFileNotFound : fileError(errno);
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!file.valid()) return errno == ENOENT || errno == ENOTDIR ? ErrorFileNotFound : fileError(errno);
     struct stat kind {};
     if (fstat(file.get(), &kind) != 0) return fileError(errno);
     if (!S_ISREG(kind.st_mode)) return ErrorInvalidData;
@@ -88,14 +75,14 @@ int readRegistryFile(const std::string& path, std::string& text) {
 }
 
 RegistryFileLock::RegistryFileLock(const std::string& path)
-    : descriptor_(open((withoutLinks(path) + ".lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
-    if (descriptor_ < 0) {
+    : file_(open((withoutLinks(path) + ".lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
+    if (!file_.valid()) {
         status_ = fileError(errno);
         return;
     }
     // A holder that was stopped must not stop everybody: hence no wait without end.
     const auto end = std::chrono::steady_clock::now() + kPatience;
-    while (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
+    while (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno == EINTR) continue;
         status_ = errno == EWOULDBLOCK ? ErrorLockViolation : fileError(errno);
         if (status_ != ErrorLockViolation || std::chrono::steady_clock::now() >= end) return;
@@ -106,9 +93,7 @@ RegistryFileLock::RegistryFileLock(const std::string& path)
 
 // Let go by name: a process forked meanwhile has the descriptor, too.
 RegistryFileLock::~RegistryFileLock() {
-    if (descriptor_ < 0) return;
-    if (status_ == 0) flock(descriptor_, LOCK_UN);
-    close(descriptor_);
+    if (status_ == 0) flock(file_.get(), LOCK_UN);
 }
 
 int replaceRegistryFile(const std::string& path, const std::string& text) try {

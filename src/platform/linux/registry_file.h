@@ -3,6 +3,8 @@
 
 #include <string>
 
+#include "platform/linux/file_descriptor.h"
+
 namespace mcgate::platform {
 
 /// Reads the file into `text`. A platform error number: ErrorFileNotFound, ErrorAccessDenied, ErrorInvalidData for what
@@ -22,7 +24,7 @@ public:
     int status() const noexcept { return status_; }
 
 private:
-    int descriptor_ = -1;
+    const FileDescriptor file_;
     int status_ = 0;
 };
 
