@@ -1,6 +1,8 @@
 // The classes of the module mcgate.AX.
 
 #include "interfaces/class_ids.h"
+#include "pages/net_recv_prop.h"
+#include "pages/net_send_prop.h"
 #include "receiver/network_receiver_filter.h"
 #include "sender/network_send.h"
 #include "server/server_core.h"
@@ -18,7 +20,9 @@ CUnknown* create(IUnknown* outer, HRESULT* status) {
 constexpr CFactoryTemplate kTemplates[] = {
     {CNetworkReceiverFilter::kSetup.strName, &CLSID_CNetworkReceiverFilter, &create<CNetworkReceiverFilter>, nullptr,
      &CNetworkReceiverFilter::kSetup},
+    {u"Net Receive Properties", &CLSID_CNetRecvProp, &create<CNetRecvProp>, nullptr, nullptr},
     {CNetworkSend::kSetup.strName, &CLSID_CNetworkSend, &create<CNetworkSend>, nullptr, &CNetworkSend::kSetup},
+    {u"Send Properties", &CLSID_CNetSendProp, &create<CNetSendProp>, nullptr, nullptr},
 };
 
 struct Table {

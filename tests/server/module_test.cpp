@@ -132,6 +132,8 @@ TEST_F(Module, MayNotBeUnloadedWhileAnythingOfItLives) {
     const std::pair<const char*, Maker> makers[] = {
         {"factory", [this](IBaseFilter&) { return factory(CLSID_CNetworkSend).query<IUnknown>(); }},
         {"sender", [](IBaseFilter& sender) { return ComPtr<IBaseFilter>(&sender).query<IUnknown>(); }},
+        {"receiver's page", [this](IBaseFilter&) { return create<IUnknown>(CLSID_CNetRecvProp); }},
+        {"sender's page", [this](IBaseFilter&) { return create<IUnknown>(CLSID_CNetSendProp); }},
         {"receiver", [this](IBaseFilter&) { return create<IUnknown>(CLSID_CNetworkReceiverFilter); }},
         {"pin", [](IBaseFilter& sender) { return mcgate::host::findPin(sender, PINDIR_INPUT).query<IUnknown>(); }},
         {"enumerator",

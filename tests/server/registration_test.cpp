@@ -69,7 +69,9 @@ TEST_F(Registration, WritesEachClassOnceAndTakesAllAway) {
     EXPECT_EQ(text(), once);
     const std::tuple<GUID, std::string, bool> classes[] = {
         {CLSID_CNetworkReceiverFilter, "Quorvel Multicast Receiver", true},
+        {CLSID_CNetRecvProp, "Net Receive Properties", false},
         {CLSID_CNetworkSend, "Quorvel Multicast Sender", true},
+        {CLSID_CNetSendProp, "Send Properties", false},
     };
     for (const auto& [id, name, isFilter] : classes) {
         EXPECT_EQ(value(classKey(id)), name);
