@@ -6,7 +6,7 @@ namespace {
 
 constexpr std::size_t kDatagram = 1500;
 // While a destination fails nothing crosses out, however long: more than this is never in the sender's pool.
-constexpr std::size_t kMostInside = 131'072;
+constexpr std::size_t kMostInside = 200'000;
 
 }  // namespace
 

@@ -58,7 +58,7 @@ public:
         build();
         sender_.letClockSettle(*graph_);
         start();
-        while (!stopRequested() && !timeIsUp() && !failed_) {
+        while (!stopRequested() && !timeIsUp() && !FAILED(failure_)) {
             heedEvents(kLook);
             if (!report_.due()) continue;
             log_.tellFullBuffers();
@@ -112,7 +112,7 @@ private:
         const auto event = graph_->nextEvent(patience);
         if (!event) return;
         sender_.heed(*event);
-        failed_ = failed_ || event->code == EC_ERRORABORT;
+        if (event->code == EC_ERRORABORT) failure_ = static_cast<HRESULT>(event->p1);
     }
     bool timeIsUp() const {
         const std::chrono::duration<double> whole = Clock::now() - started_;
@@ -128,7 +128,7 @@ private:
     }
     int conclude(const ReportValues& last) {
         std::string error;
-        if (failed_) error = "the relay broke off: out of memory";
+        if (FAILED(failure_)) error = "the relay broke off: " + GetStatusText(failure_);
         if (stamper_ && last.datagrams == 0 && !log_.lastError().empty()) {
             error = "no datagram went out to all destinations: " + log_.lastError();
         }
@@ -157,7 +157,7 @@ private:
     ReceiverEnd receiver_;
     SenderEnd sender_;
     Clock::time_point started_;
-    bool failed_ = false;
+    HRESULT failure_ = S_OK;  ///< that ended the run
     ComPtr<FilterGraph> graph_ = FilterGraph::create();
     ComPtr<TsStamper> stamper_;
 };

@@ -66,7 +66,6 @@ void DatagramStamper::onPcr(std::uint64_t pcr, std::uint64_t offset, bool broken
                             Stamps& out) {
     if (!anchor_) return beginAnew(pcr, offset, datagram.arrival, out);
     const std::uint64_t advance = pcrAdvance(anchor_->pcr, pcr);
-    if (advance == 0 && !broken) return;  // a datagram that came twice
     const double bytes = static_cast<double>(offset - anchor_->offset);
     if (!broken && advance <= kLargestStep) {
         const double interval = static_cast<double>(advance) * kTicksPerPcrUnit;

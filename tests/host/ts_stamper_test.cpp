@@ -64,10 +64,14 @@ TEST(TsStamper, PassesTheBytesOnWithTimesIdsAndAFormat) {
     EXPECT_EQ(ts_get_pid(&came[all.size()]), kNullPid);
     came.resize(all.size());
     EXPECT_EQ(came, all);
-    for (std::size_t i = 1; i < before.size(); ++i) {
+    std::vector<std::int32_t> rates;
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        if (before[i].newBitRate != 0) rates.push_back(before[i].newBitRate);
         EXPECT_EQ(before[i].dataId, i + 1);
         EXPECT_EQ(before[i].timeStatus, VFW_S_NO_STOP_TIME);
     }
+    ASSERT_EQ(rates.size(), 1U) << "told once it is known";
+    EXPECT_NEAR(rates[0], 4'000'000, 40'000);
     const auto figures = run.stamper->figures();
     EXPECT_EQ(figures.bytes, all.size());
     EXPECT_EQ(figures.samples, run.collector->sampleCount());

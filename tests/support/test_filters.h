@@ -20,6 +20,7 @@
 #include "media/host/base_filter.h"
 #include "media/host/base_input_pin.h"
 #include "media/host/base_output_pin.h"
+#include "media/nominal_bit_rate.h"
 #include "media/sample_helpers.h"
 
 namespace test {
@@ -119,6 +120,7 @@ public:
         REFERENCE_TIME start = 0;
         REFERENCE_TIME stop = 0;
         bool discontinuity = false;
+        std::int32_t newBitRate = 0;  ///< by an in-line media type
         bool hasDataId = false;
         std::uint64_t dataId = 0;
         std::thread::id thread;
@@ -330,6 +332,9 @@ private:
         if (SUCCEEDED(sample.GetPointer(&data))) result.bytes.assign(data, data + sample.GetActualDataLength());
         result.timeStatus = sample.GetTime(&result.start, &result.stop);
         result.discontinuity = IsSampleDiscontinuity(sample);
+        AM_MEDIA_TYPE* type = nullptr;
+        if (sample.GetMediaType(&type) == S_OK) result.newBitRate = GetNominalBitRate(*type);
+        DeleteMediaType(type);
         void* found = nullptr;
         if (SUCCEEDED(sample.QueryInterface(IMediaSample3::iid, &found))) {
             const auto sample3 = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
