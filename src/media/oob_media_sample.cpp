@@ -22,6 +22,9 @@ std::int64_t plus(std::int64_t left, std::int64_t right) noexcept {
 
 /// A record of so many bytes says something about the in-line type.
 constexpr std::size_t kBytesWithType = offsetof(AM_SAMPLE2_PROPERTIES, pbBuffer);
+/// And of so many about the times.
+constexpr std::size_t kBytesWithStart = offsetof(AM_SAMPLE2_PROPERTIES, tStop);
+constexpr std::size_t kBytesWithStop = offsetof(AM_SAMPLE2_PROPERTIES, dwStreamId);
 
 }  // namespace
 
@@ -174,11 +177,16 @@ HRESULT COOBMediaSample::SetProperties(std::uint32_t bytes, const std::uint8_t* 
     if (properties == nullptr) return E_POINTER;
     AM_SAMPLE2_PROPERTIES record;
     GetProperties(sizeof record, reinterpret_cast<std::uint8_t*>(&record));  // for the fields that were not given
+    const std::uint32_t oldFlags = record.dwSampleFlags;
     bytes = std::min(bytes, static_cast<std::uint32_t>(sizeof record));
     std::memcpy(&record, properties, bytes);
 
     // Everything is looked at before anything changes. The memory itself is fixed; null and 0 leave it open.
     if ((record.dwSampleFlags & kTimeFlags) == AM_SAMPLE_STOPVALID) return E_INVALIDARG;
+    // Times that a sample had in an earlier round are not made valid by a record that carries none.
+    const std::uint32_t newFlags = record.dwSampleFlags & ~oldFlags;
+    if ((newFlags & AM_SAMPLE_TIMEVALID) != 0 && bytes < kBytesWithStart) return E_INVALIDARG;
+    if ((newFlags & AM_SAMPLE_STOPVALID) != 0 && bytes < kBytesWithStop) return E_INVALIDARG;
     if (record.lActual > bufferSize_) return VFW_E_BUFFER_OVERFLOW;
     if (record.lActual < 0) return E_INVALIDARG;
     if (record.pbBuffer != nullptr && record.pbBuffer != buffer_) return E_INVALIDARG;
@@ -217,6 +225,7 @@ void COOBMediaSample::SetMetaData(std::int32_t key, const std::uint8_t* bytes, s
         }
     }
     const auto length = static_cast<std::size_t>(bytes != nullptr ? std::max(size, 0) : 0);
+    if (found->second.data() == bytes) return found->second.resize(length);  // its own bytes, as GetMetaData gave them
     found->second.assign(bytes, bytes + length);
 } catch (const std::bad_alloc&) {
     sideData_.erase(key);  // a key that is not set is a normal case, one with other bytes is not

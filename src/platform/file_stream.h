@@ -17,7 +17,7 @@ public:
     /// path and reason.
     static ComPtr<FileStream> open(const std::string& path);
     /// For writing. A link is followed; a directory, a device or a pipe is refused. The new file has the old one's
-    /// permissions.
+    /// permissions and, where this process may give files away, its owner.
     static ComPtr<FileStream> create(const std::string& path);
 
     /// Gives less than `size` bytes at the end of the file alone. STG_E_READFAULT.

@@ -3,6 +3,7 @@
 #include <array>
 #include <bit>
 #include <new>
+#include <span>
 
 #include "foundation/status.h"
 #include "platform/clock.h"
@@ -29,22 +30,23 @@ std::u16string addressText(const udp::SocketAddress& address) {
     return mcgate::platform::toWide(text.empty() ? "0.0.0.0" : text);
 }
 
-udp::SocketAddress readAddress(IStream& stream) {
-    udp::SocketAddress address;
-    mcgate::media::readField(stream, address.bytes);
-    return address;
-}
-
-// A unicast or unconfigured filter writes a group without a family, and is to come back as what it was.
+// A unicast or unconfigured filter writes a group without a family, and is to come back as what it was. A stream that
+// ends early configures nothing, rather than another address that its beginning happens to spell.
 udp::Endpoint readEndpoint(IStream& stream) {
-    const auto local = udp::AddressToText(readAddress(stream)).text;
+    udp::SocketAddress local;
     std::array<std::uint8_t, 2> port{};
-    mcgate::media::readField(stream, port);
-    const auto group = readAddress(stream);
-    const auto source = udp::AddressToText(readAddress(stream)).text;
+    udp::SocketAddress group;
+    udp::SocketAddress source;
+    bool whole = true;
+    for (const std::span<std::uint8_t> field :
+         {std::span<std::uint8_t>(local.bytes), std::span<std::uint8_t>(port), std::span<std::uint8_t>(group.bytes),
+          std::span<std::uint8_t>(source.bytes)}) {
+        whole = mcgate::media::readField(stream, field) && whole;
+    }
+    if (!whole) return {};
     const bool unicast = group.family() == mcgate::platform::kFamilyNone;
-    return udp::MakeEndpoint(local, static_cast<std::uint32_t>(port[0] << 8 | port[1]),
-                             unicast ? "0.0.0.0" : udp::AddressToText(group).text, source);
+    return udp::MakeEndpoint(udp::AddressToText(local).text, static_cast<std::uint32_t>(port[0] << 8 | port[1]),
+                             unicast ? "0.0.0.0" : udp::AddressToText(group).text, udp::AddressToText(source).text);
 }
 
 }  // namespace

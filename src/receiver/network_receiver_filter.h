@@ -67,7 +67,8 @@ public:
     /// The local address, the port in network byte order, the group and the source; absent addresses are all zero.
     HRESULT WriteToStream(IStream* stream) override;
     /// Takes the addresses through the rules of SetSource, and the port from its own field; without a group it is
-    /// unicast. A refused local address or source leaves the filter not configured (S_OK); a group that is no address
+    /// unicast. A refused local address or source, or a stream that ends early, leaves the filter not configured
+    /// (S_OK); a group that is no address
     /// is E_FAIL, and nothing changed, as after a failing read. Acts at the next Pause out of stopped.
     HRESULT ReadFromStream(IStream* stream) override;
 

@@ -130,7 +130,9 @@ HRESULT CNetworkSend::SetLogPerf(ILogPerf* log) {
 }
 
 HRESULT CNetworkSend::AddDestination(const WCHAR* remote, std::uint32_t port, const WCHAR* local, std::int32_t* index) {
-    if (remote == nullptr || local == nullptr || index == nullptr) return E_POINTER;
+    if (index == nullptr) return E_POINTER;
+    *index = -1;
+    if (remote == nullptr || local == nullptr) return E_POINTER;
     const std::lock_guard hold(filterLock_);
     try {
         DestinationRecord entry{mcgate::platform::toNarrow(local), static_cast<std::uint16_t>(port),

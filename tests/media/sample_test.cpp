@@ -155,6 +155,10 @@ TEST(MediaSample, PropertiesGoOutAndInAsOneRecord) {
     ASSERT_EQ(sample->SetProperties(sizeof record, raw), S_OK);
     EXPECT_EQ(sample->GetMediaType(&copy), S_FALSE);
     EXPECT_EQ(copy, nullptr);
+    // Nor does it make valid what times the sample had before.
+    flags[2] = AM_SAMPLE_TIMEVALID;
+    EXPECT_EQ(sample->SetProperties(sizeof flags, reinterpret_cast<std::uint8_t*>(flags)), E_INVALIDARG);
+    EXPECT_FALSE(HasSampleTime(*sample));
     // Nor does the flag alone make a type.
     flags[2] = AM_SAMPLE_TYPECHANGED | AM_SAMPLE_SPLICEPOINT;
     ASSERT_EQ(sample->SetProperties(sizeof flags, reinterpret_cast<std::uint8_t*>(flags)), S_OK);

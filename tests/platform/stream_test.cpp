@@ -66,8 +66,12 @@ TEST_F(FileStreamTest, AFileIsReplacedWholeOrNotAtAll) {
     write("link", fresh);
     EXPECT_EQ(content("file"), fresh);
     EXPECT_TRUE(std::filesystem::is_symlink(directory / "link"));
+    std::filesystem::create_symlink("later", directory / "early");
+    write("early", fresh);
+    EXPECT_TRUE(std::filesystem::is_symlink(directory / "early"));
+    EXPECT_TRUE(std::filesystem::is_regular_file(directory / "later"));
     EXPECT_EQ(std::filesystem::status(directory / "file").permissions(), std::filesystem::perms(0640));
-    EXPECT_EQ(files(), 2);
+    EXPECT_EQ(files(), 4);
 }
 
 TEST_F(FileStreamTest, WhatIsNoFileIsRefusedByName) {
@@ -84,6 +88,7 @@ TEST_F(FileStreamTest, WhatIsNoFileIsRefusedByName) {
     EXPECT_EQ(refusal(directory / "no/file"),
               "can't write " + directory.string() + "/no/file: No such file or directory");
     EXPECT_THROW(FileStream::open(directory / "none"), std::runtime_error);
+    EXPECT_THROW(FileStream::open(directory), std::runtime_error);
 }
 
 }  // namespace

@@ -70,15 +70,19 @@ HRESULT CPersistStream::GetSizeMax(std::uint64_t* bytes) {
 
 namespace mcgate::media {
 
-void readField(IStream& stream, std::span<std::uint8_t> field) {
+bool readField(IStream& stream, std::span<std::uint8_t> field) {
     std::fill(field.begin(), field.end(), std::uint8_t{0});
-    const HRESULT status = stream.Read(field.data(), static_cast<std::uint32_t>(field.size()), nullptr);
+    std::uint32_t count = 0;
+    const HRESULT status = stream.Read(field.data(), static_cast<std::uint32_t>(field.size()), &count);
     if (FAILED(status)) ThrowStatus(status);
+    return count == field.size();
 }
 
 void writeField(IStream& stream, std::span<const std::uint8_t> field) {
-    const HRESULT status = stream.Write(field.data(), static_cast<std::uint32_t>(field.size()), nullptr);
+    std::uint32_t count = 0;
+    const HRESULT status = stream.Write(field.data(), static_cast<std::uint32_t>(field.size()), &count);
     if (FAILED(status)) ThrowStatus(status);
+    if (count < field.size()) ThrowStatus(STG_E_MEDIUMFULL);
 }
 
 }  // namespace mcgate::media

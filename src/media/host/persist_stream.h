@@ -38,9 +38,9 @@ private:
 
 namespace mcgate::media {
 
-/// Fills the field from the stream; what the stream no longer has reads as zero. Both throw the status of a call that
-/// failed.
-void readField(IStream& stream, std::span<std::uint8_t> field);
+/// Fills the field from the stream; what the stream no longer has reads as zero, and false tells of it. Both throw the
+/// status of a call that failed.
+bool readField(IStream& stream, std::span<std::uint8_t> field);
 void writeField(IStream& stream, std::span<const std::uint8_t> field);
 
 }  // namespace mcgate::media

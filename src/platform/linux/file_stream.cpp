@@ -26,20 +26,29 @@ void syncDirectory(const std::filesystem::path& directory) {
     close(descriptor);
 }
 
+// Of a link that leads nowhere yet.
+std::filesystem::path linkTarget(const std::filesystem::path& link) {
+    return link.parent_path() / std::filesystem::read_symlink(link);  // an absolute one replaces the whole
+}
+
 }  // namespace
 
 ComPtr<FileStream> FileStream::open(const std::string& path) {
     ComPtr<FileStream> stream(new FileStream(path));
     stream->descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (stream->descriptor_ < 0) stream->refuse("open", errno);
+    struct stat kind {};
+    if (fstat(stream->descriptor_, &kind) == 0 && S_ISDIR(kind.st_mode)) stream->refuse("open", EISDIR);
     return stream;
 }
 
 ComPtr<FileStream> FileStream::create(const std::string& path) {
     ComPtr<FileStream> stream(new FileStream(path));
     std::error_code unknown;
-    const auto whole = std::filesystem::canonical(path, unknown);
+    // A link is followed also to where no file is yet.
+    const auto whole = std::filesystem::weakly_canonical(path, unknown);
     stream->target_ = unknown ? path : whole.string();
+    if (std::filesystem::is_symlink(stream->target_, unknown)) stream->target_ = linkTarget(stream->target_);
     stream->beginBeside();
     return stream;
 }
@@ -59,6 +68,8 @@ void FileStream::beginBeside() {
         part_.clear();
         refuse("write", error);
     }
+    // Whoever may not give a file away keeps it.
+    if (replaces && fchown(descriptor_, present.st_uid, present.st_gid) != 0 && errno != EPERM) refuse("write", errno);
     if (replaces && fchmod(descriptor_, present.st_mode & 07777) != 0) refuse("write", errno);
 }
 
