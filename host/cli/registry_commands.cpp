@@ -55,7 +55,7 @@ void makeDirectoryOfRegistry() {
 }
 
 std::string call(const std::string& given, const char* entryPoint, const std::string& what) {
-    const std::string path = fs::absolute(given.empty() ? moduleBeside() : given).lexically_normal();
+    std::string path = fs::absolute(given.empty() ? moduleBeside() : given).lexically_normal();
     if (!fs::exists(path)) throw std::runtime_error(what + path + ": it isn't there");
     HRESULT status = E_FAIL;
     try {

@@ -12,6 +12,7 @@
 
 using mcgate::platform::BstrPtr;
 using mcgate::platform::ComPtr;
+using mcgate::platform::IDialog;
 using mcgate::platform::toWide;
 using namespace page_ids;
 
@@ -62,9 +63,9 @@ HRESULT CNetRecvProp::OnDisconnect() {
 }
 
 HRESULT CNetRecvProp::OnActivate() {
-    const Connection open = connection();
-    if (!open.dialog) return E_UNEXPECTED;
-    const HRESULT filled = FillInterfaceCombo(*open.dialog, kInterface);
+    const ComPtr<IDialog> open = dialog();
+    if (!open) return E_UNEXPECTED;
+    const HRESULT filled = FillInterfaceCombo(*open, kInterface);
     if (FAILED(filled)) return filled;
     Refresh();
     return S_OK;
@@ -134,26 +135,36 @@ void CNetRecvProp::showTimeout() {
     CEditControl(*dialog_, kTimeout).SetValue(static_cast<std::int32_t>(milliseconds));
 }
 
-void CNetRecvProp::ApplySource() {
-    const Connection open = connection();
-    if (!open || isEmpty(*open.dialog, kAddress) || isEmpty(*open.dialog, kPort)) return;
-    const std::string group = fieldText(*open.dialog, kAddress);
-    const std::string local = chosenInterface(*open.dialog, kInterface);
-    const std::int32_t port = fieldNumber(*open.dialog, kPort);
-    const std::string source = fieldText(*open.dialog, kSource);
-    if (!isIPv4Text(group)) return;
-    open.config->SetSource(port, toWide(local).c_str(), toWide(group).c_str(), toWide(source).c_str());
+// All at once under the gate: a change of the data state meanwhile would put the filter's old settings into the fields.
+CNetRecvProp::Entries CNetRecvProp::entries() {
+    const std::lock_guard hold(gate_);
+    Entries result;
+    result.config = dialog_ ? config_ : nullptr;
+    if (!result.config) return result;
+    result.group = fieldText(*dialog_, kAddress);
+    result.local = chosenInterface(*dialog_, kInterface);
+    result.hasPort = !isEmpty(*dialog_, kPort);
+    result.port = fieldNumber(*dialog_, kPort);
+    result.source = fieldText(*dialog_, kSource);
+    result.timeoutMs = fieldNumber(*dialog_, kTimeout);
+    return result;
+}
+
+void CNetRecvProp::ApplySource(const Entries& entries) {
+    if (!entries.config || entries.group.empty() || !entries.hasPort || !isIPv4Text(entries.group)) return;
+    entries.config->SetSource(entries.port, toWide(entries.local).c_str(), toWide(entries.group).c_str(),
+                              toWide(entries.source).c_str());
 }
 
 void CNetRecvProp::ApplyChanges() {
-    ApplySource();
-    const Connection open = connection();
-    if (open) open.config->SetTimeout(fieldNumber(*open.dialog, kTimeout));
+    const Entries present = entries();
+    ApplySource(present);
+    if (present.config) present.config->SetTimeout(present.timeoutMs);
 }
 
-CNetRecvProp::Connection CNetRecvProp::connection() {
+ComPtr<IDialog> CNetRecvProp::dialog() {
     const std::lock_guard hold(gate_);
-    return {dialog_, config_};
+    return dialog_;
 }
 
 void CNetRecvProp::setDialog(IDialog* window) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "interfaces/i_source_config.h"
 #include "media/host/base_property_page.h"
 #include "pages/resources.h"
@@ -11,12 +13,12 @@
 /// lock held. That call reloads all fields from the filter, and with them what a user is typing.
 /// Locks: gate_ guards `dialog_` and `config_` and is held through Refresh, in which nothing waits but for leaf locks
 /// (the filter's source, the dialog's controls). The dialog's thread takes it elsewhere only to put these two in or
-/// take them out, never while it calls SetSource or removes the listener, both of which may wait for the worker; so
-/// neither thread waits for the other. The filter is released on the dialog's thread, as the worker must not be the
-/// one that destroys its filter.
-/// Life: while connected, the page is the filter's one listener, and the filter doesn't count it. Disconnecting waits
-/// for a call in progress, and so does the destructor, which also disconnects. A worker that was about to call and got
-/// no processor for the 250 ms that removing a listener lasts at most is the one thing not waited for.
+/// take them out and to copy the fields, never while it calls SetSource or removes the listener, both of which may wait
+/// for the worker; so neither thread waits for the other. The filter is released on the dialog's thread, as the worker
+/// must not be the one that destroys its filter. Life: while connected, the page is the filter's one listener, and the
+/// filter doesn't count it. Disconnecting waits for a call in progress, and so does the destructor, which also
+/// disconnects. A worker that was about to call and got no processor for the 250 ms that removing a listener lasts at
+/// most is the one thing not waited for.
 class CNetRecvProp final : public CBasePropertyPage, public IDataSourceListener {
 public:
     /// A new page without a reference, or null and a failure in `*status`; nothing is thrown.
@@ -41,20 +43,26 @@ public:
     void Refresh();
     /// The part of it that an unconfigured filter leaves as it is.
     void LoadSource();
-    /// Writes address, port, interface and source to the filter, unless the address or port field is empty or the
-    /// address is no IPv4 address.
-    void ApplySource();
-    /// ApplySource, then the time-out, whatever came of the first.
+    /// Writes what stands in the fields to the filter: address, port, interface and source, unless the address or port
+    /// field is empty or the address is no IPv4 address; then the time-out in any case.
     void ApplyChanges();
 
 private:
-    struct Connection {
-        mcgate::platform::ComPtr<IDialog> dialog;
+    /// What stood in the fields at one moment, and the filter that it is for: null when none is connected or no dialog
+    /// is open.
+    struct Entries {
         mcgate::platform::ComPtr<ISourceConfig> config;
-        explicit operator bool() const noexcept { return dialog && config; }
+        std::string group;
+        std::string local;
+        std::string source;
+        bool hasPort = false;
+        std::int32_t port = 0;
+        std::int32_t timeoutMs = 0;
     };
 
-    Connection connection();
+    mcgate::platform::ComPtr<IDialog> dialog();
+    Entries entries();
+    static void ApplySource(const Entries& entries);
     void setDialog(IDialog* window);
     void showDataState();
     void showTimeout();

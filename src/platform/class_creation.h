@@ -45,7 +45,8 @@ MCGATE_PROCESS_API void CoUninitialize() noexcept;
 MCGATE_PROCESS_API HRESULT CoCreateInstance(const GUID& classId, IUnknown* outer, std::uint32_t context,
                                             const GUID& interfaceId, void** object) noexcept;
 
-/// Unloads the modules that say S_OK to DllCanUnloadNow and that nobody has created from for ten seconds. The delay is
+/// Unloads the modules that say S_OK to DllCanUnloadNow, said so to a call at least ten seconds ago, and that nobody has
+/// created from since: a first call unloads nothing. The delay is
 /// for threads whose last release of an object has counted it out but has not yet left the module's code; no module can
 /// see those.
 MCGATE_PROCESS_API void CoFreeUnusedLibraries() noexcept;

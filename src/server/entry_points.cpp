@@ -22,7 +22,9 @@ MCGATE_EXPORT HRESULT DllGetClassObject(const GUID& classId, const GUID& interfa
 
 /// S_OK when nothing of the module is in use: no object, no lock of the server. S_FALSE otherwise.
 MCGATE_EXPORT HRESULT DllCanUnloadNow() {
-    return CClassFactory::isServerLocked() || CBaseObject::ObjectsActive() > 0 ? S_FALSE : S_OK;
+    // The lock is looked at on both sides: who releases a factory after locking is seen by the one or the other.
+    const bool used = CClassFactory::isServerLocked() || CBaseObject::ObjectsActive() > 0;
+    return used || CClassFactory::isServerLocked() ? S_FALSE : S_OK;
 }
 
 /// Both may be called again and again.

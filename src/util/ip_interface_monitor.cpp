@@ -22,6 +22,7 @@ InterfaceSystem InterfaceSystem::real() {
 IpInterfaceMonitor::IpInterfaceMonitor(Callback callback, InterfaceSystem system)
     : system_(std::move(system)),
       callback_(std::move(callback)),
+      registration_(registerForChanges()),
       monitorThread_(std::make_unique<Thread>([this] { run(); }, quorvel::system::thread::v1::kStartRunning)) {}
 
 IpInterfaceMonitor::~IpInterfaceMonitor() {
@@ -30,7 +31,7 @@ IpInterfaceMonitor::~IpInterfaceMonitor() {
 }
 
 void IpInterfaceMonitor::run() {
-    const std::shared_ptr<void> registration = registerForChanges();  // ends with the thread
+    const std::shared_ptr<void> registration = std::move(registration_);  // ends with the thread
     Event event;
     while (events_.pop(event, stopEvent_)) callback_(event.interfaceIndex, event.up);
 }
@@ -40,9 +41,8 @@ std::shared_ptr<void> IpInterfaceMonitor::registerForChanges() {
         return system_.notifyAddressChange(
             [this](std::uint16_t family, std::uint32_t interfaceIndex) { OnAddressChange(family, interfaceIndex); });
     } catch (const std::exception& failure) {
-        process::writeDebugOutput("changes of interfaces will not be noticed: ");
-        process::writeDebugOutput(failure.what());
-        process::writeDebugOutput("\n");
+        process::writeDebugOutput(
+            (std::string("changes of interfaces will not be noticed: ") + failure.what() + "\n").c_str());
         return {};
     }
 }
@@ -53,6 +53,8 @@ void IpInterfaceMonitor::OnAddressChange(std::uint16_t family, std::uint32_t int
 }
 
 void IpInterfaceMonitor::queueState(std::uint32_t interfaceIndex) {
+    // One step, so that of two threads the one that read later also tells later.
+    const std::lock_guard hold(stateLock_);
     events_.push({interfaceIndex, system_.isInterfaceUp(interfaceIndex)});
 }
 

@@ -35,13 +35,14 @@ struct InterfaceSystem {
 /// Threads: the owner's (WatchAddresses, questions); the system's notification thread, which only asks for the
 /// interface's state and queues it; the monitor's own, on which the callback hears of everything in its order, so that
 /// a slow callback holds nobody up.
-/// Locks: watchLock_ guards watched_, and is held while the kernel lists its adapters; the queue's own are leaves. None
-/// is held with another, nor during the callback.
-/// Errors: the constructor throws when there is no memory or no thread. Where the system refuses notification, only
-/// WatchAddresses makes events; the debug output tells.
+/// Locks: watchLock_ guards watched_, and is held while the kernel lists its adapters; stateLock_ makes one step of
+/// asking the kernel for a state and queuing it, some microseconds, so that the last word on an interface is the
+/// latest; the queue's own are leaves. watchLock_ is held with none of them, and none during the callback. Errors: the
+/// constructor throws when there is no memory or no thread. Where the system refuses notification, only WatchAddresses
+/// makes events; the debug output tells.
 class IpInterfaceMonitor {
 public:
-    /// Must not throw, and must not wait for the monitor's destruction.
+    /// Must not throw, nor destroy the monitor or wait for its destruction.
     using Callback = std::function<void(std::uint32_t interfaceIndex, bool up)>;
 
     explicit IpInterfaceMonitor(Callback callback, InterfaceSystem system = InterfaceSystem::real());
@@ -50,7 +51,8 @@ public:
     IpInterfaceMonitor(const IpInterfaceMonitor&) = delete;
     IpInterfaceMonitor& operator=(const IpInterfaceMonitor&) = delete;
 
-    /// Watches the interfaces that carry these addresses, and no others any more; the callback hears the present state
+    /// Watches the interfaces that carry these addresses, and no others any more, but for what is queued already; the
+    /// callback hears the present state
     /// of each, in ascending order of index. An address that no interface carries is left out.
     void WatchAddresses(const std::set<std::string>& localAddresses);
     bool IsWatched(std::uint32_t interfaceIndex) const;
@@ -74,7 +76,10 @@ private:
     mutable std::mutex watchLock_;
     const Callback callback_;
     foundation::SemaphoreQueue<Event> events_;
+    std::mutex stateLock_;
     platform::Event stopEvent_{platform::Event::Reset::Automatic};
+    /// Made by the constructor, so that no change after it is missed; the thread takes it over and ends it.
+    std::shared_ptr<void> registration_;
     std::unique_ptr<quorvel::system::thread::v1::Thread> monitorThread_;
 };
 

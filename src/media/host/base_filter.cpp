@@ -150,11 +150,13 @@ HRESULT CBaseFilter::QueryFilterInfo(FILTER_INFO* info) {
 HRESULT CBaseFilter::JoinFilterGraph(IFilterGraph* graph, const WCHAR* name) try {
     std::u16string newName(name != nullptr ? name : u"");
     const ComPtr<IMediaEventSink> sink = ComPtr<IFilterGraph>(graph).query<IMediaEventSink>();
+    {
+        const std::lock_guard holdSink(sinkLock_);  // waits for a Notify in progress, so without the filter's lock
+        sink_ = sink.get();
+    }
     const std::lock_guard hold(*lock_);
     graph_ = graph;
     name_.swap(newName);
-    const std::lock_guard holdSink(sinkLock_);  // waits for a Notify in progress
-    sink_ = sink.get();
     return S_OK;
 } catch (...) {
     return mcgate::foundation::statusOfCurrentException();

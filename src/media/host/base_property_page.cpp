@@ -51,9 +51,13 @@ HRESULT CBasePropertyPage::Activate(IDialogParent* parent, const RECT* place, st
         window_->open(*parent, *this);
         return S_OK;
     });
-    if (FAILED(opened)) return opened;
+    if (FAILED(opened)) {
+        if (window_) std::exchange(window_, nullptr)->abandon();
+        return opened;
+    }
     guarded([this] { return OnActivate(); });
-    return Move(place);
+    const HRESULT moved = Move(place);
+    return FAILED(moved) ? moved : Show(SW_SHOWNORMAL);
 }
 
 HRESULT CBasePropertyPage::Deactivate() {

@@ -55,7 +55,7 @@ bool readLinks(Links& links) {
             links[static_cast<std::uint32_t>(link.ifi_index)] = carriesData(link.ifi_flags);
         });
     }
-    return result != RouteSocket::Result::Failed;
+    return result == RouteSocket::Result::Whole;
 }
 
 std::uint16_t familyOf(unsigned native) noexcept {
@@ -96,11 +96,9 @@ private:
         try {
             missed_ = missed_ || !readNotices();
             if (missed_) beginAnew();
-        } catch (const std::exception& failure) {
+        } catch (...) {
             missed_ = true;
-            process::writeDebugOutput("change of an interface: ");
-            process::writeDebugOutput(failure.what());
-            process::writeDebugOutput("\n");
+            process::writeDebugOutput("a change of an interface could not be told; all are told anew\n");
         }
     }
     bool readNotices();
@@ -141,8 +139,8 @@ void AddressChangeNotification::Watcher::takeLink(bool exists, const ifinfomsg& 
     if (link.ifi_family != AF_UNSPEC) return;  // a bridge telling of its ports, which go on existing when it loses them
     const auto index = static_cast<std::uint32_t>(link.ifi_index);
     if (!exists) {
-        links_.erase(index);
         callback_(kFamilyIPv4, index);
+        links_.erase(index);  // behind the notice: one that throws is given again for all that the map holds
         return;
     }
     const bool up = carriesData(link.ifi_flags);
@@ -156,10 +154,11 @@ void AddressChangeNotification::Watcher::beginAnew() {
     Links present;
     if (!readLinks(present)) return;  // tried again after a while
     notices_ = std::move(notices);
-    Links told = std::exchange(links_, present);
-    told.merge(present);
+    // Until all are told, the map holds the gone ones, too, in case a notice throws.
+    links_.insert(present.begin(), present.end());
+    for (const auto& [index, up] : links_) callback_(kFamilyIPv4, index);
+    links_ = std::move(present);
     missed_ = false;
-    for (const auto& [index, up] : told) callback_(kFamilyIPv4, index);
 }
 
 AddressChangeNotification::AddressChangeNotification(Callback callback)

@@ -21,7 +21,6 @@ namespace mcgate::platform {
 
 namespace {
 
-constexpr std::size_t kLargest = std::size_t{1} << 20;
 constexpr std::chrono::seconds kPatience{10};
 constexpr std::chrono::milliseconds kNextTry{5};
 
@@ -70,7 +69,7 @@ int readRegistryFile(const std::string& path, std::string& text) {
         if (got == 0) return 0;
         if (got < 0 && errno != EINTR) return fileError(errno);
         if (got > 0) text.append(piece, static_cast<std::size_t>(got));
-        if (text.size() > kLargest) return ErrorInvalidData;
+        if (text.size() > kLargestRegistryFile) return ErrorInvalidData;
     }
 }
 

@@ -1,11 +1,15 @@
 #pragma once
 // The file under the registry: read whole, locked between processes, replaced whole.
 
+#include <cstddef>
 #include <string>
 
 #include "platform/linux/file_descriptor.h"
 
 namespace mcgate::platform {
+
+/// Bytes. A larger file is none of a registry.
+inline constexpr std::size_t kLargestRegistryFile = std::size_t{1} << 20;
 
 /// Reads the file into `text`. A platform error number: ErrorFileNotFound, ErrorAccessDenied, ErrorInvalidData for what
 /// is no plain file of a registry's size.

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <cerrno>
+#include <cstring>
 #include <optional>
 
 #include "platform/errors.h"
@@ -15,6 +16,14 @@ namespace {
 RouteSocket::Result failed(int error) {
     setLastError(generalError(error));
     return RouteSocket::Result::Failed;
+}
+
+// A dump that fails on its way tells so in the message that ends it.
+RouteSocket::Result endOfDump(const nlmsghdr& message, bool torn) {
+    std::int32_t error = 0;
+    if (NLMSG_PAYLOAD(&message, 0) >= sizeof error) std::memcpy(&error, NLMSG_DATA(&message), sizeof error);
+    if (error < 0) return failed(-error);
+    return torn ? RouteSocket::Result::Torn : RouteSocket::Result::Whole;
 }
 
 }  // namespace
@@ -82,7 +91,7 @@ RouteSocket::Result RouteSocket::readAnswer(const Each& each) {
             if (one.nlmsg_type == NLMSG_ERROR) {
                 result = failed(-static_cast<const nlmsgerr*>(NLMSG_DATA(&one))->error);
             } else if (one.nlmsg_type == NLMSG_DONE) {
-                result = torn ? Result::Torn : Result::Whole;
+                result = endOfDump(one, torn);
             } else {
                 each(one);
                 if ((one.nlmsg_flags & NLM_F_MULTI) == 0) result = Result::Whole;

@@ -124,18 +124,20 @@ int mcgate::platform::listRegisteredFilters(std::vector<RegisteredFilter>& filte
     filters.clear();
     const std::string category = categoryKey(nullptr);
     std::vector<std::string> instances;
-    int status = listRegistryKeys(category, instances);
+    const int listed = listRegistryKeys(category, instances);
+    if (listed != 0) return listed == ErrorFileNotFound ? 0 : listed;
     for (const auto& instance : instances) {
-        const std::string key = category + "\\" + instance;
+        std::string key = category;
+        key.append("\\").append(instance);
         RegisteredFilter& filter = filters.emplace_back();
         // What another process deletes meanwhile is left empty, and what it never had, too.
         for (const auto& [name, text] :
              {std::pair{kClass, &filter.classId}, {kName, &filter.name}, {kMerit, &filter.merit}}) {
             const int found = readRegistryValue(key, name, *text);
-            if (found != ErrorFileNotFound) status = found;
+            if (found != 0 && found != ErrorFileNotFound) return found;
         }
     }
-    return status == ErrorFileNotFound ? 0 : status;
+    return 0;
 } catch (...) {
     return ErrorNotEnoughMemory;
 }

@@ -42,6 +42,19 @@ LoadedModules::Use LoadedModules::use(const std::string& path) {
     }
 }
 
+namespace {
+
+// A module that throws is not asked to go.
+bool saysIdle(DllCanUnloadNowFunction* question) noexcept {
+    try {
+        return question() == S_OK;
+    } catch (...) {
+        return false;
+    }
+}
+
+}  // namespace
+
 void LoadedModules::freeUnused(std::chrono::milliseconds delay) {
     std::vector<std::string> paths;
     {
@@ -51,7 +64,7 @@ void LoadedModules::freeUnused(std::chrono::milliseconds delay) {
     for (const auto& path : paths) {
         const Question question = beginQuestion(path);
         if (!question.module) continue;
-        const bool idle = question.module->canUnloadNow() == S_OK;
+        const bool idle = saysIdle(question.module->canUnloadNow);
         endQuestion(path, question, idle, delay);
         // A removed module is unloaded here, with the last pointer to it and without the lock.
     }

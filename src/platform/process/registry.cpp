@@ -60,7 +60,10 @@ int change(Change&& action) noexcept {
         RegistryTree tree;
         int status = read(file, tree);
         if (status == 0) status = action(tree);
-        return status != 0 ? status : replaceRegistryFile(file, tree.text());
+        if (status != 0) return status;
+        const std::string text = tree.text();
+        if (text.size() > kLargestRegistryFile) return ErrorInvalidData;  // nobody could read it
+        return replaceRegistryFile(file, text);
     });
 }
 
@@ -77,8 +80,9 @@ std::string registryFile() {
 }
 
 int writeRegistryValues(const std::string& key, const std::vector<RegistryValue>& values) noexcept {
-    // A key stands in a line of its own.
-    if (std::any_of(key.begin(), key.end(), [](unsigned char letter) { return letter < ' '; })) return ErrorInvalidData;
+    // A key stands in a line of its own, and the root holds no values.
+    if (key.empty() || std::any_of(key.begin(), key.end(), [](unsigned char letter) { return letter < ' '; }))
+        return ErrorInvalidData;
     return change([&](RegistryTree& tree) {
         tree.set(key, values);
         return 0;
