@@ -45,10 +45,9 @@ MCGATE_PROCESS_API void CoUninitialize() noexcept;
 MCGATE_PROCESS_API HRESULT CoCreateInstance(const GUID& classId, IUnknown* outer, std::uint32_t context,
                                             const GUID& interfaceId, void** object) noexcept;
 
-/// Unloads the modules that say S_OK to DllCanUnloadNow, said so to a call at least ten seconds ago, and that nobody has
-/// created from since: a first call unloads nothing. The delay is
-/// for threads whose last release of an object has counted it out but has not yet left the module's code; no module can
-/// see those.
+/// Unloads the modules that say S_OK to DllCanUnloadNow, said so to a call at least ten seconds ago, and that nobody
+/// has created from since: a first call unloads nothing. The delay is for threads whose last release of an object has
+/// counted it out but has not yet left the module's code; no module can see those.
 MCGATE_PROCESS_API void CoFreeUnusedLibraries() noexcept;
 /// The same with another delay in milliseconds. 0 is for a caller who knows that no other thread is inside such a
 /// release; creation on other threads does no harm.
