@@ -26,6 +26,13 @@ using nlohmann::json;
 constexpr double kBoundMedianMs = 1.0;
 constexpr double kBoundP99Ms = 2.0;
 
+// Of an event, or of a line that is no report.
+std::string wordsOf(const json& event, const std::string& line) {
+    if (!event.is_object()) return line;
+    if (event.value("event", "") != "interface_state") return event.value("text", line);
+    return "interface " + event.value("name", "?") + (event.value("up", false) ? " is up" : " is down");
+}
+
 /// Shows the reports of one side as they come and keeps the last.
 class Side {
 public:
@@ -35,8 +42,7 @@ public:
         const json report = json::parse(line, nullptr, false);
         const std::lock_guard hold(lock_);
         if (!report.is_object() || report.contains("event")) {
-            const std::string text = report.is_object() ? report.value("text", line) : line;
-            std::printf("%-8s %s\n", name_.c_str(), text.c_str());
+            std::printf("%-8s %s\n", name_.c_str(), wordsOf(report, line).c_str());
             return;
         }
         last_ = report;
