@@ -18,8 +18,9 @@ constexpr std::size_t kGroupAt = kPortAt + 2;
 constexpr std::size_t kSourceAt = kGroupAt + kBlock;
 constexpr std::size_t kBodySize = kSourceAt + kBlock;
 
-/// The source that a body stands for; nothing for a group that is no address.
+/// The source that a body stands for; nothing for a group that is no address. One that ends early configures nothing.
 std::optional<udp::Endpoint> storedSource(std::span<const std::uint8_t> body) {
+    if (body.size() < kBodySize) return udp::Endpoint();
     const auto textAt = [body](std::size_t offset) { return udp::AddressToText(fuzz::blockAt(body, offset)).text; };
     const bool unicast = fuzz::blockAt(body, kGroupAt).family() == mcgate::platform::kFamilyNone;
     const std::string group = unicast ? "0.0.0.0" : textAt(kGroupAt);
