@@ -5,6 +5,7 @@
 #include <thread>
 #include <vector>
 
+#include "filters/transport_stream_type.h"
 #include "media/host/base_filter.h"
 #include "media/host/base_output_pin.h"
 #include "network/endpoint.h"
@@ -63,9 +64,7 @@ private:
         HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
         HRESULT GetMediaType(int position, CMediaType* type) override {
             if (position != 0) return VFW_S_NO_MORE_ITEMS;
-            *type = CMediaType(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
-            const AM_MPEGSYSTEMTYPE block{0, 0};
-            type->SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
+            *type = mcgate::host::transportStreamType(0);
             return S_OK;
         }
         HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {

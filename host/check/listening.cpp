@@ -16,11 +16,6 @@ namespace {
 
 using State = PortAnswer::State;
 
-bool isGroupAddress(const platform::SocketAddress& address) {
-    const std::uint8_t first = address.address()[0];
-    return address.family() == platform::kFamilyIPv6 ? first == 0xFF : (first & 0xF0) == 0xE0;
-}
-
 std::string namesOf(const std::optional<std::vector<UdpSocket>>& holders) {
     if (!holders || holders->empty()) return "another socket; whose, the system doesn't tell";
     std::string text;
@@ -44,7 +39,7 @@ PortAnswer refused(const char* step, const std::optional<std::vector<UdpSocket>>
 // Sockets that listen to groups alone: none of them loses anything to a unicast listener beside it.
 bool areGroupListeners(const std::optional<std::vector<UdpSocket>>& holders) {
     return holders &&
-           std::all_of(holders->begin(), holders->end(), [](const auto& one) { return isGroupAddress(one.local); });
+           std::all_of(holders->begin(), holders->end(), [](const auto& one) { return isMulticast(one.local); });
 }
 
 // Other listeners to the same group.

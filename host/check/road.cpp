@@ -1,7 +1,5 @@
 #include "check/road.h"
 
-#include <algorithm>
-
 #include "cli/url.h"
 #include "platform/socket.h"
 
@@ -21,9 +19,7 @@ platform::SocketAddress valueOf(const std::string& text) {
 const platform::SocketAddress* Road::withoutItsLink() const noexcept {
     if (group) return nullptr;  // it finds its interface by the local address alone
     for (const auto* one : {&remote, &local}) {
-        const std::uint8_t* const bytes = one->address();
-        const bool linkLocal = one->family() == platform::kFamilyIPv6 && bytes[0] == 0xFE && (bytes[1] & 0xC0) == 0x80;
-        if (linkLocal && one->scope() == 0) return one;
+        if (isLinkLocal(*one) && one->scope() == 0) return one;
     }
     return nullptr;
 }
@@ -51,16 +47,6 @@ Road sendRoad(const std::string& url) {
     if (road.hasLocal() && isAny(road.local)) road.local = {};  // the same as none: the system chooses
     road.port = parts.port;
     return road;
-}
-
-bool isAny(const platform::SocketAddress& address) {
-    const std::size_t size = address.family() == platform::kFamilyIPv6 ? 16 : 4;
-    return std::all_of(address.address(), address.address() + size, [](std::uint8_t byte) { return byte == 0; });
-}
-
-bool sameAddress(const platform::SocketAddress& left, const platform::SocketAddress& right) {
-    const std::size_t size = left.family() == platform::kFamilyIPv6 ? 16 : 4;
-    return left.family() == right.family() && std::equal(left.address(), left.address() + size, right.address());
 }
 
 }  // namespace mcgate::host

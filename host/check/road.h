@@ -36,8 +36,4 @@ struct Road {
 Road receiveRoad(const std::string& url);
 Road sendRoad(const std::string& url);
 
-bool isAny(const platform::SocketAddress& address);
-/// Family and address bytes alone are compared.
-bool sameAddress(const platform::SocketAddress& left, const platform::SocketAddress& right);
-
 }  // namespace mcgate::host

@@ -24,7 +24,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The XDG base directory specification: a relative path counts as none.
+// As desktops have it (XDG_DATA_HOME): a relative path counts as none.
 fs::path dataDirectory() {
     const char* const data = std::getenv("XDG_DATA_HOME");
     if (data != nullptr && data[0] == '/') return data;

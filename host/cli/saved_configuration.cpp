@@ -26,7 +26,9 @@ std::string counted(std::size_t count, const std::string& what) {
 
 bool isAbsent(const SocketAddress& address) { return address == SocketAddress{}; }
 
-bool isUnicast(const SocketAddress& address) { return !isAbsent(address) && !isGroup(address) && !isReserved(address); }
+bool isUnicast(const SocketAddress& address) {
+    return !isAbsent(address) && !isMulticast(address) && !isReserved(address);
+}
 
 /// Takes a configuration apart, from its front on.
 class Examiner {
@@ -86,7 +88,7 @@ private:
             refuse(behindLocal, "port " + std::to_string(port) + " is not that of the local address, " +
                                     std::to_string(local.port()));
         }
-        if (!isAbsent(group) && !isGroup(group)) refuse(behindLocal + 2, "the group is not multicast");
+        if (!isAbsent(group) && !isMulticast(group)) refuse(behindLocal + 2, "the group is not multicast");
         if (isAbsent(group) && !isAbsent(source)) refuse(place_ - kAddress, "a source without a group");
         return {true,
                 {platform::numericText(source), isAbsent(group) ? "0.0.0.0" : platform::numericText(group),

@@ -83,11 +83,6 @@ Parts split(const std::string& url, const char* form) {
     return parts;
 }
 
-bool isAny(const platform::SocketAddress& address) {
-    const std::string text = platform::numericText(address);
-    return text == "0.0.0.0" || text == "::";
-}
-
 // The interface of a group: an any address names none, and the filters would take it for one that isn't there.
 void checkNamesOne(const std::string& url, const std::string& local, const char* form) {
     if (isAny(numeric(url, local, form))) {
@@ -101,7 +96,7 @@ void checkNamesOne(const std::string& url, const std::string& local, const char*
 void checkSide(const std::string& url, const std::string& what, const std::string& text, std::uint16_t family,
                const char* form) {
     const auto address = numeric(url, text, form);
-    if (isGroup(address) || isReserved(address)) refuse(url, what + " " + text + " is no unicast address", form);
+    if (isMulticast(address) || isReserved(address)) refuse(url, what + " " + text + " is no unicast address", form);
     if (address.family() != family) refuse(url, what + " " + text + " is of another family than the address", form);
 }
 
@@ -116,18 +111,13 @@ void checkSource(const std::string& url, const std::string& source, std::uint16_
 
 }  // namespace
 
-bool isGroup(const platform::SocketAddress& address) {
-    const std::uint8_t first = address.address()[0];
-    return address.family() == platform::kFamilyIPv4 ? (first & 0xF0) == 0xE0 : first == 0xFF;
-}
-
 bool isReserved(const platform::SocketAddress& address) {
     return address.family() == platform::kFamilyIPv4 && address.address()[0] >= 240;
 }
 
 bool isGroup(const std::string& address) {
     platform::SocketAddress value;
-    return platform::resolveNumeric(address, 0, value) == 0 && isGroup(value);
+    return platform::resolveNumeric(address, 0, value) == 0 && isMulticast(value);
 }
 
 SendUrl parseSendUrl(const std::string& text) {
@@ -139,7 +129,7 @@ SendUrl parseSendUrl(const std::string& text) {
         refuse(text, parts.address + " can't be sent to", kSendForm);
     }
     if (!parts.local.empty()) checkSide(text, "local", parts.local, remote.family(), kSendForm);
-    if (!parts.local.empty() && isGroup(remote)) checkNamesOne(text, parts.local, kSendForm);
+    if (!parts.local.empty() && isMulticast(remote)) checkNamesOne(text, parts.local, kSendForm);
     return {parts.address, parts.port, parts.local};
 }
 
@@ -154,7 +144,7 @@ ReceiveUrl parseReceiveUrl(const std::string& text) {
     const auto value = numeric(text, address, kReceiveForm);
     if (isReserved(value)) refuse(text, address + " is neither unicast nor multicast", kReceiveForm);
     const bool six = value.family() == platform::kFamilyIPv6;
-    if (isGroup(value)) {
+    if (isMulticast(value)) {
         url.group = address;
         if (!url.local.empty()) checkSide(text, "local", url.local, value.family(), kReceiveForm);
         if (!url.local.empty()) checkNamesOne(text, url.local, kReceiveForm);

@@ -34,8 +34,7 @@ struct ReceiveUrl {
 SendUrl parseSendUrl(const std::string& text);
 ReceiveUrl parseReceiveUrl(const std::string& text);
 
-/// Whether an address, or the text of one known to be numeric, is a group.
-bool isGroup(const platform::SocketAddress& address);
+/// Whether the text of a numeric address is a group's.
 bool isGroup(const std::string& address);
 /// 240.0.0.0 and above: neither unicast nor a group.
 bool isReserved(const platform::SocketAddress& address);

@@ -3,6 +3,7 @@
 #include <new>
 #include <stdexcept>
 
+#include "filters/transport_stream_type.h"
 #include "foundation/status.h"
 #include "platform/clock.h"
 
@@ -11,10 +12,7 @@ namespace mcgate::host {
 class FileSink::Pin final : public CBaseInputPin {
 public:
     Pin(FileSink& sink, CCritSec* lock) : CBaseInputPin(&sink, lock, u"Input"), sink_(sink) {}
-    HRESULT CheckMediaType(const CMediaType* type) override {
-        const bool known = type->majortype == MEDIATYPE_Stream && type->subtype == MEDIASUBTYPE_MPEG2_TRANSPORT;
-        return known ? S_OK : S_FALSE;
-    }
+    HRESULT CheckMediaType(const CMediaType* type) override { return checkTransportStream(*type); }
     HRESULT Receive(IMediaSample* sample) override {
         const HRESULT status = CBaseInputPin::Receive(sample);
         return status == S_OK ? sink_.take(*sample) : status;

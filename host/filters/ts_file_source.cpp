@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "filters/data_id.h"
+#include "filters/transport_stream_type.h"
 #include "foundation/status.h"
 
 namespace mcgate::host {
@@ -33,15 +34,10 @@ class TsFileSource::Pin final : public CBaseOutputPin {
 public:
     Pin(TsFileSource& source, CCritSec* lock) : CBaseOutputPin(&source, lock, u"Output"), source_(source) {}
 
-    HRESULT CheckMediaType(const CMediaType* type) override {
-        const bool known = type->majortype == MEDIATYPE_Stream && type->subtype == MEDIASUBTYPE_MPEG2_TRANSPORT;
-        return known ? S_OK : S_FALSE;
-    }
+    HRESULT CheckMediaType(const CMediaType* type) override { return checkTransportStream(*type); }
     HRESULT GetMediaType(int position, CMediaType* type) override {
         if (position != 0) return VFW_S_NO_MORE_ITEMS;
-        *type = CMediaType(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
-        const AM_MPEGSYSTEMTYPE block{source_.bitRate_, 0};
-        type->SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
+        *type = transportStreamType(source_.bitRate_);
         return S_OK;
     }
     // The sender asks for thirty seconds of the stream in small buffers. This source never runs that far ahead, so it

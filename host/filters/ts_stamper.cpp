@@ -4,6 +4,7 @@
 #include <new>
 
 #include "filters/data_id.h"
+#include "filters/transport_stream_type.h"
 #include "foundation/status.h"
 #include "platform/clock.h"
 
@@ -18,24 +19,13 @@ constexpr std::int32_t kBufferSize = 2048;
 constexpr std::uint32_t kLookMs = 50;
 constexpr std::size_t kNullPackets = 7;
 
-bool isTransportStream(const CMediaType& type) {
-    return type.majortype == MEDIATYPE_Stream && type.subtype == MEDIASUBTYPE_MPEG2_TRANSPORT;
-}
-
-CMediaType transportStream(std::uint32_t bitRate) {
-    CMediaType type(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
-    const AM_MPEGSYSTEMTYPE block{bitRate, 0};
-    type.SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
-    return type;
-}
-
 }  // namespace
 
 class TsStamper::Input final : public CBaseInputPin {
 public:
     explicit Input(TsStamper& owner) : CBaseInputPin(&owner, &owner.filterLock_, u"Input"), owner_(owner) {}
 
-    HRESULT CheckMediaType(const CMediaType* type) override { return isTransportStream(*type) ? S_OK : S_FALSE; }
+    HRESULT CheckMediaType(const CMediaType* type) override { return checkTransportStream(*type); }
     HRESULT GetAllocatorRequirements(ALLOCATOR_PROPERTIES* properties) override {
         *properties = {owner_.options_.buffers, kBufferSize, 1, 0};
         return S_OK;
@@ -55,10 +45,10 @@ class TsStamper::Output final : public CBaseOutputPin {
 public:
     explicit Output(TsStamper& owner) : CBaseOutputPin(&owner, &owner.filterLock_, u"Output"), owner_(owner) {}
 
-    HRESULT CheckMediaType(const CMediaType* type) override { return isTransportStream(*type) ? S_OK : S_FALSE; }
+    HRESULT CheckMediaType(const CMediaType* type) override { return checkTransportStream(*type); }
     HRESULT GetMediaType(int position, CMediaType* type) override {
         if (position != 0) return VFW_S_NO_MORE_ITEMS;
-        *type = transportStream(0);
+        *type = transportStreamType(0);
         return S_OK;
     }
     // The datagrams go on in the buffers in which they came.
@@ -125,6 +115,8 @@ StamperFigures TsStamper::figures() {
 void TsStamper::startWatching() {
     stopEvent_.reset();
     thread_ = std::make_unique<Thread>([this] { watch(); }, quorvel::system::thread::v1::kStartRunning);
+    const std::lock_guard hold(streamLock_);
+    watching_ = true;
 }
 
 // What waits when the graph stops comes to nothing, as what the sender holds then does.
@@ -134,6 +126,7 @@ void TsStamper::stopWatching() {
     thread_->Wait();
     thread_.reset();
     const std::lock_guard hold(streamLock_);
+    watching_ = false;
     stamps_.clear();
     stamper_.releaseAll(stamps_);
     waiting_.clear();
@@ -170,6 +163,7 @@ HRESULT TsStamper::take(IMediaSample& sample) noexcept {
 
 void TsStamper::takeDatagram(IMediaSample& sample) {
     const std::lock_guard hold(streamLock_);
+    if (!watching_) return;
     const std::int64_t now = platform::monotonicTime();
     std::uint8_t* data = nullptr;
     if (FAILED(sample.GetPointer(&data))) return;
@@ -235,7 +229,7 @@ void TsStamper::deliver(IMediaSample& sample, const DatagramStamp& stamp) {
 }
 
 void TsStamper::tellRate(IMediaSample& sample) {
-    CMediaType type = transportStream(stamper_.bitRate());
+    CMediaType type = transportStreamType(stamper_.bitRate());
     rateIsTold_ = SUCCEEDED(sample.SetMediaType(&type));
 }
 

@@ -79,6 +79,7 @@ private:
     std::unique_ptr<quorvel::system::thread::v1::Thread> thread_;
 
     std::mutex streamLock_;  // over what follows
+    bool watching_ = false;  ///< what comes behind the watch, from a thread that the stop met inside, goes nowhere
     DatagramStamper stamper_;
     StreamMeter meter_;
     std::deque<platform::ComPtr<IMediaSample>> waiting_;  ///< as in stamper_

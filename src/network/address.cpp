@@ -20,13 +20,6 @@ namespace {
 // Network order: the first byte is the highest.
 std::uint8_t firstByte(const SocketAddress& address) { return address.address()[0]; }
 
-bool sameAddress(const SocketAddress& left, const SocketAddress& right) {
-    if (left.family() != right.family()) return false;
-    if (left.family() != kFamilyIPv4 && left.family() != kFamilyIPv6) return false;
-    const std::size_t size = left.family() == kFamilyIPv4 ? 4 : 16;
-    return std::equal(left.address(), left.address() + size, right.address());
-}
-
 }  // namespace
 
 int ResolveAddress(const std::string& text, std::uint32_t port, SocketAddress& out) {
@@ -43,15 +36,9 @@ bool IsUnicastAddress(const SocketAddress& address) noexcept {
     return address.family() == kFamilyIPv6 && firstByte(address) != 0xFF;
 }
 
-bool IsMulticastAddress(const SocketAddress& address) noexcept {
-    if (address.family() == kFamilyIPv4) return (firstByte(address) & 0xF0) == 0xE0;
-    return address.family() == kFamilyIPv6 && firstByte(address) == 0xFF;
-}
+bool IsMulticastAddress(const SocketAddress& address) noexcept { return mcgate::platform::isMulticast(address); }
 
-bool IsAnyAddress(const SocketAddress& address) {
-    const auto text = AddressToText(address).text;
-    return text == "0.0.0.0" || text == "::";
-}
+bool IsAnyAddress(const SocketAddress& address) { return mcgate::platform::isAny(address); }
 
 AddressText AddressToText(const SocketAddress& address) {
     if (address.family() != kFamilyIPv4 && address.family() != kFamilyIPv6) return {};

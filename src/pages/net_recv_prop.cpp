@@ -1,10 +1,9 @@
 #include "pages/net_recv_prop.h"
 
-#include <memory>
 #include <mutex>
 #include <utility>
 
-#include "foundation/status.h"
+#include "media/host/create_instance.h"
 #include "pages/edit_control.h"
 #include "pages/interface_combo.h"
 #include "pages/page_fields.h"
@@ -17,13 +16,7 @@ using mcgate::platform::toWide;
 using namespace page_ids;
 
 CNetRecvProp* CNetRecvProp::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
-    *status = S_OK;
-    try {
-        return std::make_unique<CNetRecvProp>(outer).release();
-    } catch (...) {
-        *status = mcgate::foundation::statusOfCurrentException();
-        return nullptr;
-    }
+    return createInstance<CNetRecvProp>(outer, status);
 }
 
 CNetRecvProp::CNetRecvProp(IUnknown* outer, const PageResources& resources)

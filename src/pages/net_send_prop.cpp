@@ -1,8 +1,6 @@
 #include "pages/net_send_prop.h"
 
-#include <memory>
-
-#include "foundation/status.h"
+#include "media/host/create_instance.h"
 #include "pages/edit_control.h"
 #include "pages/interface_combo.h"
 #include "pages/page_fields.h"
@@ -13,13 +11,7 @@ using mcgate::platform::toWide;
 using namespace page_ids;
 
 CNetSendProp* CNetSendProp::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
-    *status = S_OK;
-    try {
-        return std::make_unique<CNetSendProp>(outer).release();
-    } catch (...) {
-        *status = mcgate::foundation::statusOfCurrentException();
-        return nullptr;
-    }
+    return createInstance<CNetSendProp>(outer, status);
 }
 
 CNetSendProp::CNetSendProp(IUnknown* outer, const PageResources& resources)

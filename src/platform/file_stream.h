@@ -20,6 +20,9 @@ public:
     /// permissions and, where this process may give files away, its owner.
     static ComPtr<FileStream> create(const std::string& path);
 
+    /// The name that create() writes for a path: links are followed, also to where no file is yet.
+    static std::string targetOf(const std::string& path);
+
     /// Gives less than `size` bytes at the end of the file alone. STG_E_READFAULT.
     HRESULT Read(void* buffer, std::uint32_t size, std::uint32_t* read) override;
     /// STG_E_MEDIUMFULL, STG_E_WRITEFAULT.

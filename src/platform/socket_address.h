@@ -2,6 +2,7 @@
 // The 128-byte socket address value of configuration, comparison and persisted streams. Its family numbers are those of
 // the persisted formats (2 and 23) on every platform; conversion to the kernel's form happens in platform/linux.
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -57,5 +58,32 @@ private:
     }
 };
 static_assert(sizeof(SocketAddress) == SocketAddress::kSize);
+
+/// Questions about IPv4 and IPv6 addresses; false for other families.
+inline bool isKnownFamily(const SocketAddress& address) noexcept {
+    return address.family() == kFamilyIPv4 || address.family() == kFamilyIPv6;
+}
+inline std::size_t addressSize(const SocketAddress& address) noexcept {
+    return address.family() == kFamilyIPv6 ? 16 : 4;
+}
+/// Family and address bytes alone are compared.
+inline bool sameAddress(const SocketAddress& left, const SocketAddress& right) noexcept {
+    return isKnownFamily(left) && left.family() == right.family() &&
+           std::equal(left.address(), left.address() + addressSize(left), right.address());
+}
+/// 0.0.0.0 or ::.
+inline bool isAny(const SocketAddress& address) noexcept {
+    return isKnownFamily(address) && std::all_of(address.address(), address.address() + addressSize(address),
+                                                 [](std::uint8_t byte) { return byte == 0; });
+}
+/// 224.0.0.0/4 (RFC 5771) or ff00::/8 (RFC 4291, 2.7).
+inline bool isMulticast(const SocketAddress& address) noexcept {
+    const std::uint8_t first = address.address()[0];
+    return address.family() == kFamilyIPv4 ? (first & 0xF0) == 0xE0 : address.family() == kFamilyIPv6 && first == 0xFF;
+}
+/// fe80::/10 (RFC 4291, 2.5.6).
+inline bool isLinkLocal(const SocketAddress& address) noexcept {
+    return address.family() == kFamilyIPv6 && address.address()[0] == 0xFE && (address.address()[1] & 0xC0) == 0x80;
+}
 
 }  // namespace mcgate::platform

@@ -6,6 +6,7 @@
 #include <span>
 
 #include "foundation/status.h"
+#include "media/host/create_instance.h"
 #include "platform/clock.h"
 
 using mcgate::foundation::statusOfCurrentException;
@@ -52,13 +53,7 @@ udp::Endpoint readEndpoint(IStream& stream) {
 }  // namespace
 
 CNetworkReceiverFilter* CNetworkReceiverFilter::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
-    *status = S_OK;
-    try {
-        return std::make_unique<CNetworkReceiverFilter>(outer).release();
-    } catch (...) {
-        *status = statusOfCurrentException();
-        return nullptr;
-    }
+    return createInstance<CNetworkReceiverFilter>(outer, status);
 }
 
 CNetworkReceiverFilter::CNetworkReceiverFilter(IUnknown* outer, CNetReceiver::Makers makers)

@@ -7,6 +7,7 @@
 
 #include "foundation/log_exception.h"
 #include "foundation/status.h"
+#include "media/host/create_instance.h"
 
 using mcgate::foundation::statusOfCurrentException;
 using mcgate::foundation::textOfCurrentException;
@@ -31,14 +32,7 @@ void readDestinations(IStream& stream, std::vector<DestinationRecord>& list) {
 }  // namespace
 
 CNetworkSend* CNetworkSend::CreateInstance(IUnknown* outer, HRESULT* status) noexcept {
-    *status = S_OK;
-    try {
-        auto filter = std::make_unique<CNetworkSend>(outer, status);
-        return FAILED(*status) ? nullptr : filter.release();
-    } catch (...) {
-        *status = statusOfCurrentException();
-        return nullptr;
-    }
+    return createInstance<CNetworkSend>(outer, status);
 }
 
 CNetworkSend::CNetworkSend(IUnknown* outer, HRESULT* status, NetSender::SenderMaker maker)

@@ -109,4 +109,19 @@ TEST(TsStamper, WhatDownstreamRefusesIsLostAndTheStreamGoesOn) {
     EXPECT_GT(run.collector->sampleCount(), all.size() / kDatagram - 100);
 }
 
+// A datagram that was already on its way in when the graph stopped.
+TEST(TsStamper, KeepsNothingThatComesBehindItsStop) {
+    const Bytes all = generated(1);
+    Stamping run;
+    run.feed(all, 0, all.size() / 2 / kDatagram * kDatagram);  // so that datagrams wait for the next PCR
+    ComPtr<IMediaSample> sample;
+    ASSERT_EQ(run.feeder->output()->GetDeliveryBuffer(sample.put(), nullptr, nullptr, 0), S_OK);
+    sample->SetActualDataLength(kDatagram);
+    run.stamper->GetPin(1)->Inactive();
+    const auto input = ComPtr<IPin>(run.stamper->GetPin(0)).query<IMemInputPin>();
+    EXPECT_EQ(input->Receive(sample.get()), S_OK);
+    sample->AddRef();
+    EXPECT_EQ(sample->Release(), 1U) << "nobody else holds it";
+}
+
 }  // namespace

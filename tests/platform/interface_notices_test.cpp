@@ -4,9 +4,7 @@
 #include <net/if.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <ostream>
 #include <string>
@@ -15,13 +13,12 @@
 #include "platform/address_change_notification.h"
 #include "platform/interface_state.h"
 #include "platform/socket_address.h"
+#include "support/notes.h"
 #include "support/private_network.h"
 
 namespace {
 
 using namespace mcgate::platform;
-
-constexpr std::chrono::seconds kDeadline{20};
 
 struct Notice {
     std::uint16_t family;
@@ -34,43 +31,20 @@ struct Notice {
 };
 using Notices = std::vector<Notice>;
 
-/// Notices as they come; can hold the caller.
-class Notebook {
+/// Notices as they come.
+class Notebook : public test::Notes<Notice> {
 public:
-    void add(std::uint16_t family, std::uint32_t index) {
-        const bool up = isInterfaceUp(index);
-        std::unique_lock hold(lock_);
-        notices_.push_back({family, index, up});
-        changed_.notify_all();
-        changed_.wait(hold, [this] { return !holding_; });
-    }
-    void hold(bool on) {
-        const std::lock_guard guard(lock_);
-        holding_ = on;
-        changed_.notify_all();
-    }
-    bool waitFor(const std::function<bool(const Notices&)>& enough) {
-        std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, kDeadline, [&] { return enough(notices_); });
-    }
+    void add(std::uint16_t family, std::uint32_t index) { Notes::add({family, index, isInterfaceUp(index)}); }
     /// What came since the last call up to a notice that the test provokes: an address on lo that comes.
     Notices upToMark() {
         static int mark = 2;
         test::ip("addr add 127.9.9." + std::to_string(mark++) + "/8 dev lo");
         const Notice last{kFamilyIPv4, 1, true};
         EXPECT_TRUE(waitFor([&](const Notices& all) { return !all.empty() && all.back() == last; }));
-        const std::lock_guard hold(lock_);
-        Notices result;
-        result.swap(notices_);
+        Notices result = take();
         result.pop_back();
         return result;
     }
-
-private:
-    std::mutex lock_;
-    std::condition_variable changed_;
-    bool holding_ = false;
-    Notices notices_;
 };
 
 /// mc0 is here, mc1 the other end of its cable.

@@ -7,6 +7,7 @@
 #include "media/mem_allocator.h"
 #include "platform/clock.h"
 #include "support/fake_udp_sender.h"
+#include "support/notes.h"
 #include "support/recording_log.h"
 #include "support/test_filters.h"
 
@@ -64,30 +65,14 @@ public:
     void OnReserved() override {}
     void OnDataCrossing(std::uint64_t id) override {
         onCrossing(id);
-        std::unique_lock hold(lock_);
-        ids_.push_back(id);
-        changed_.notify_all();
-        changed_.wait(hold, [this] { return !holding_; });
+        notes_.add(id);
     }
-    void hold(bool on) {
-        const std::lock_guard guard(lock_);
-        holding_ = on;
-        changed_.notify_all();
-    }
-    bool waitFor(std::size_t count) {
-        std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, test::kDeadline, [&] { return ids_.size() >= count; });
-    }
-    Ids ids() {
-        const std::lock_guard hold(lock_);
-        return ids_;
-    }
+    void hold(bool on) { notes_.hold(on); }
+    bool waitFor(std::size_t count) { return notes_.waitForCount(count); }
+    Ids ids() { return notes_.all(); }
 
 private:
-    std::mutex lock_;
-    std::condition_variable changed_;
-    bool holding_ = false;
-    Ids ids_;
+    test::Notes<std::uint64_t> notes_;
 };
 
 struct NetworkSendTest : testing::Test {

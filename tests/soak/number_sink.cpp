@@ -1,5 +1,6 @@
 #include "soak/number_sink.h"
 
+#include "filters/transport_stream_type.h"
 #include "media/host/base_input_pin.h"
 #include "soak/numbered_sample.h"
 
@@ -8,10 +9,7 @@ namespace soak {
 class NumberSink::Pin final : public CBaseInputPin {
 public:
     explicit Pin(NumberSink& sink) : CBaseInputPin(&sink, &sink.filterLock_, u"Input"), sink_(sink) {}
-    HRESULT CheckMediaType(const CMediaType* type) override {
-        const bool known = type->majortype == MEDIATYPE_Stream && type->subtype == MEDIASUBTYPE_MPEG2_TRANSPORT;
-        return known ? S_OK : S_FALSE;
-    }
+    HRESULT CheckMediaType(const CMediaType* type) override { return mcgate::host::checkTransportStream(*type); }
     HRESULT Receive(IMediaSample* sample) override {
         const HRESULT status = CBaseInputPin::Receive(sample);
         return status == S_OK ? sink_.take(*sample) : status;

@@ -1,9 +1,9 @@
 #include "soak/number_source.h"
 
 #include <algorithm>
-#include <array>
-#include <cstring>
 
+#include "filters/data_id.h"
+#include "filters/transport_stream_type.h"
 #include "media/host/base_output_pin.h"
 #include "platform/clock.h"
 #include "soak/numbered_sample.h"
@@ -32,14 +32,7 @@ bool fill(IMediaSample& sample, std::uint32_t number, std::int64_t time, bool di
     if (FAILED(sample.SetActualDataLength(static_cast<std::int32_t>(kSampleSize)))) return false;
     if (FAILED(sample.SetTime(&time, nullptr))) return false;
     if (FAILED(sample.SetDiscontinuity(discontinuity ? 1 : 0))) return false;
-    void* found = nullptr;
-    if (FAILED(sample.QueryInterface(IMediaSample3::iid, &found))) return false;
-    const auto extended = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
-    const std::uint64_t wide = number;
-    std::array<std::uint8_t, sizeof wide> id;
-    std::memcpy(id.data(), &wide, sizeof wide);
-    extended->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), id.data(), sizeof wide);
-    return true;
+    return mcgate::host::setDataId(sample, number);
 }
 
 }  // namespace
@@ -48,15 +41,10 @@ class NumberSource::Pin final : public CBaseOutputPin {
 public:
     explicit Pin(NumberSource& source) : CBaseOutputPin(&source, &source.filterLock_, u"Output"), source_(source) {}
 
-    HRESULT CheckMediaType(const CMediaType* type) override {
-        const bool known = type->majortype == MEDIATYPE_Stream && type->subtype == MEDIASUBTYPE_MPEG2_TRANSPORT;
-        return known ? S_OK : S_FALSE;
-    }
+    HRESULT CheckMediaType(const CMediaType* type) override { return mcgate::host::checkTransportStream(*type); }
     HRESULT GetMediaType(int position, CMediaType* type) override {
         if (position != 0) return VFW_S_NO_MORE_ITEMS;
-        *type = CMediaType(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
-        const AM_MPEGSYSTEMTYPE block{0, 0};
-        type->SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
+        *type = mcgate::host::transportStreamType(0);
         return S_OK;
     }
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {

@@ -3,13 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <map>
 #include <stdexcept>
 #include <thread>
 #include <utility>
 
 #include "platform/socket.h"
+#include "support/notes.h"
 
 namespace {
 
@@ -18,8 +18,6 @@ using mcgate::util::InterfaceSystem;
 using mcgate::util::IpInterfaceMonitor;
 using Event = std::pair<std::uint32_t, bool>;
 using Events = std::vector<Event>;
-
-constexpr std::chrono::seconds kDeadline{20};
 
 Adapter adapterOf(std::uint32_t index, std::initializer_list<const char*> texts) {
     Adapter adapter;
@@ -41,6 +39,7 @@ struct IpInterfaceMonitorTest : testing::Test {
     bool notificationRefused = false;
     std::chrono::milliseconds takesTime{0};  ///< each call of the callback
     InterfaceSystem::AddressChange change;
+    test::Notes<Event> heard;
     std::weak_ptr<int> registration;
 
     std::unique_ptr<IpInterfaceMonitor> make() {
@@ -52,22 +51,7 @@ struct IpInterfaceMonitorTest : testing::Test {
                                 list = adapters;
                                 return !listRefused;
                             }});
-        std::unique_lock guard(lock_);
-        EXPECT_TRUE(changed_.wait_for(guard, kDeadline, [this] { return registered_; }));
         return monitor;
-    }
-    void hold(bool on) {
-        const std::lock_guard guard(lock_);
-        holding_ = on;
-        changed_.notify_all();
-    }
-    bool waitFor(std::size_t count) {
-        std::unique_lock guard(lock_);
-        return changed_.wait_for(guard, kDeadline, [&] { return heard_.size() >= count; });
-    }
-    std::size_t heardCount() {
-        const std::lock_guard guard(lock_);
-        return heard_.size();
     }
     /// What came up to an event that the test provokes: interface 99, which is always told last.
     Events eventsOf(IpInterfaceMonitor& monitor) {
@@ -75,10 +59,8 @@ struct IpInterfaceMonitorTest : testing::Test {
         adapters = {adapterOf(99, {"10.0.99.1"})};
         monitor.WatchAddresses({"10.0.99.1"});
         adapters = before;
-        std::unique_lock guard(lock_);
-        EXPECT_TRUE(
-            changed_.wait_for(guard, kDeadline, [this] { return !heard_.empty() && heard_.back().first == 99; }));
-        Events result = std::exchange(heard_, {});
+        EXPECT_TRUE(heard.waitFor([](const Events& all) { return !all.empty() && all.back().first == 99; }));
+        Events result = heard.take();
         if (!result.empty()) result.pop_back();
         return result;
     }
@@ -86,27 +68,15 @@ struct IpInterfaceMonitorTest : testing::Test {
 private:
     void hear(std::uint32_t index, bool up) {
         if (takesTime.count() > 0) std::this_thread::sleep_for(takesTime);
-        std::unique_lock guard(lock_);
-        heard_.emplace_back(index, up);
-        changed_.notify_all();
-        changed_.wait(guard, [this] { return !holding_; });
+        heard.add({index, up});
     }
     std::shared_ptr<void> take(InterfaceSystem::AddressChange told) {
-        const std::lock_guard guard(lock_);
-        registered_ = true;
-        changed_.notify_all();
         if (notificationRefused) throw std::runtime_error("refused");
         change = std::move(told);
         auto made = std::make_shared<int>();
         registration = made;
         return made;
     }
-
-    std::mutex lock_;
-    std::condition_variable changed_;
-    bool registered_ = false;
-    bool holding_ = false;
-    Events heard_;
 };
 
 TEST_F(IpInterfaceMonitorTest, WatchingTellsTheStateOfEachInterfaceOnce) {
@@ -147,16 +117,16 @@ TEST_F(IpInterfaceMonitorTest, EveryChangeOfAWatchedInterfaceIsTold) {
 
 TEST_F(IpInterfaceMonitorTest, ASlowCallbackHoldsNobodyUpAndLosesNothing) {
     const auto monitor = make();
-    hold(true);
+    heard.hold(true);
     monitor->WatchAddresses({"10.0.2.1"});
-    ASSERT_TRUE(waitFor(1));
+    ASSERT_TRUE(heard.waitForCount(1));
     Events expected{{2, true}};
     for (int i = 0; i < 1000; ++i) {
         states[2] = i % 3 == 0;
         expected.emplace_back(2, states[2]);
         change(kFamilyIPv4, 2);
     }
-    hold(false);
+    heard.hold(false);
     EXPECT_EQ(eventsOf(*monitor), expected);
 }
 
@@ -166,10 +136,10 @@ TEST_F(IpInterfaceMonitorTest, EndingDropsWhatIsQueuedAndTheNotification) {
     takesTime = std::chrono::milliseconds(1);  // so that all of them would take longer than a test waits
     monitor->WatchAddresses({"10.0.2.1"});
     for (std::size_t i = 0; i < kMany; ++i) change(kFamilyIPv4, 2);
-    ASSERT_TRUE(waitFor(1));
+    ASSERT_TRUE(heard.waitForCount(1));
     monitor.reset();
     EXPECT_TRUE(registration.expired());
-    EXPECT_LT(heardCount(), kMany);
+    EXPECT_LT(heard.all().size(), kMany);
 }
 
 TEST_F(IpInterfaceMonitorTest, WithoutNotificationWatchingStillTells) {

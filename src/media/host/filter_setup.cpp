@@ -11,18 +11,16 @@ HRESULT orWasNotThere(HRESULT status) {
 }  // namespace
 
 HRESULT setUpFilter(IFilterMapper2& mapper, const AMOVIESETUP_FILTER& filter, SetUp what) {
-    HRESULT status = mapper.UnregisterFilter(nullptr, nullptr, *filter.clsID);
-    if (what == SetUp::Register) {
-        const REGFILTER2 record{1, filter.dwMerit, filter.nPins, nullptr};
-        status = mapper.RegisterFilter(*filter.clsID, filter.strName, nullptr, nullptr, nullptr, &record);
-    }
-    return orWasNotThere(status);
+    const HRESULT gone = orWasNotThere(mapper.UnregisterFilter(nullptr, nullptr, *filter.clsID));
+    if (FAILED(gone) || what == SetUp::Unregister) return gone;
+    const REGFILTER2 record{1, filter.dwMerit, filter.nPins, nullptr};
+    return orWasNotThere(mapper.RegisterFilter(*filter.clsID, filter.strName, nullptr, nullptr, nullptr, &record));
 }
 
 HRESULT setUpFilter(IFilterMapper& mapper, const AMOVIESETUP_FILTER& filter, SetUp what) {
-    HRESULT status = mapper.UnregisterFilter(*filter.clsID);
-    if (what == SetUp::Register) status = mapper.RegisterFilter(*filter.clsID, filter.strName, filter.dwMerit);
-    return orWasNotThere(status);
+    const HRESULT gone = orWasNotThere(mapper.UnregisterFilter(*filter.clsID));
+    if (FAILED(gone) || what == SetUp::Unregister) return gone;
+    return orWasNotThere(mapper.RegisterFilter(*filter.clsID, filter.strName, filter.dwMerit));
 }
 
 HRESULT setUpWithOlderMapper(const AMOVIESETUP_FILTER& filter, SetUp what) {

@@ -19,10 +19,6 @@ SocketAddress addressOf(std::uint16_t family, const rtattr& attribute) {
     return address;
 }
 
-bool isLinkLocal(const SocketAddress& address) {
-    return address.family() == kFamilyIPv6 && address.address()[0] == 0xFE && (address.address()[1] & 0xC0) == 0x80;
-}
-
 // Family 0 for an address that is neither IPv4 nor IPv6.
 AdapterAddress addressOf(const nlmsghdr& record, const ifaddrmsg& header) {
     AdapterAddress result;

@@ -26,11 +26,6 @@ void syncDirectory(const std::filesystem::path& directory) {
     close(descriptor);
 }
 
-// Of a link that leads nowhere yet.
-std::filesystem::path linkTarget(const std::filesystem::path& link) {
-    return link.parent_path() / std::filesystem::read_symlink(link);  // an absolute one replaces the whole
-}
-
 }  // namespace
 
 ComPtr<FileStream> FileStream::open(const std::string& path) {
@@ -44,13 +39,18 @@ ComPtr<FileStream> FileStream::open(const std::string& path) {
 
 ComPtr<FileStream> FileStream::create(const std::string& path) {
     ComPtr<FileStream> stream(new FileStream(path));
-    std::error_code unknown;
-    // A link is followed also to where no file is yet.
-    const auto whole = std::filesystem::weakly_canonical(path, unknown);
-    stream->target_ = unknown ? path : whole.string();
-    if (std::filesystem::is_symlink(stream->target_, unknown)) stream->target_ = linkTarget(stream->target_);
+    stream->target_ = targetOf(path);
     stream->beginBeside();
     return stream;
+}
+
+std::string FileStream::targetOf(const std::string& path) {
+    std::error_code unknown;
+    const auto whole = std::filesystem::weakly_canonical(path, unknown);
+    if (unknown) return path;
+    if (!std::filesystem::is_symlink(whole, unknown)) return whole;
+    // It leads nowhere yet. An absolute target replaces the whole.
+    return whole.parent_path() / std::filesystem::read_symlink(whole);
 }
 
 void FileStream::beginBeside() {

@@ -5,7 +5,6 @@
 namespace mcgate::platform {
 
 bool isInterfaceUp(std::uint32_t interfaceIndex) {
-    if (interfaceIndex == 0) return false;  // which would ask for the first interface
     RouteSocket kernel;
     bool up = false;
     kernel.link(interfaceIndex, [&up](const nlmsghdr& record) {

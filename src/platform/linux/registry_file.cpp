@@ -7,8 +7,6 @@
 
 #include <cerrno>
 #include <chrono>
-#include <cstdlib>
-#include <memory>
 #include <stdexcept>
 #include <system_error>
 #include <thread>
@@ -48,11 +46,6 @@ int fileError(int number) noexcept {
     }
 }
 
-std::string withoutLinks(const std::string& path) {
-    const std::unique_ptr<char, decltype(&std::free)> target(realpath(path.c_str(), nullptr), &std::free);
-    return target ? std::string(target.get()) : path;
-}
-
 }  // namespace
 
 int readRegistryFile(const std::string& path, std::string& text) {
@@ -74,7 +67,7 @@ int readRegistryFile(const std::string& path, std::string& text) {
 }
 
 RegistryFileLock::RegistryFileLock(const std::string& path)
-    : file_(open((withoutLinks(path) + ".lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
+    : file_(open((FileStream::targetOf(path) + ".lock").c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0644)) {
     if (!file_.valid()) {
         status_ = fileError(errno);
         return;
