@@ -229,7 +229,7 @@ TEST_F(DirectDelivery, IsOnTheWorkersThreadAndHoldsOnlyWhoNeedsTheWorker) {
         send(2);
         ASSERT_TRUE(collector->waitUntilBlocked());
     }
-    ASSERT_TRUE(listener.waitForCalls(1));
+    ASSERT_TRUE(listener.waitForCalls(2)) << "one for each worker";
     filter->SetDataSourceListener(nullptr);
     EXPECT_EQ(collector->samples().back().thread, listener.caller());
     EXPECT_EQ(collector->endsOfStream(), 2);
