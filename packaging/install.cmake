@@ -15,6 +15,14 @@ file(MAKE_DIRECTORY ${made})
 file(RELATIVE_PATH command ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR}/mcgate/mcgate)
 file(CREATE_LINK ${command} ${made}/mcgate SYMBOLIC)
 install(FILES ${made}/mcgate DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT runtime)
+set(pages ${CMAKE_BINARY_DIR}/host/describe)
+install(FILES ${pages}/mcgate.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT runtime)
+install(FILES ${pages}/mcgate.bash RENAME mcgate
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT runtime)
+install(FILES ${pages}/mcgate.zsh RENAME _mcgate
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions COMPONENT runtime)
+install(FILES ${pages}/mcgate.fish
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d COMPONENT runtime)
 file(GLOB texts CONFIGURE_DEPENDS docs/*.md docs/*.json)
 install(FILES README.md ${texts} DESTINATION ${documents}/mcgate COMPONENT runtime)
 

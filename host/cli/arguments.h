@@ -1,16 +1,28 @@
 #pragma once
 
-#include <functional>
+#include <CLI/CLI.hpp>
+#include <memory>
+#include <string>
 
 #include "cli/commands.h"
 
 namespace mcgate::host {
 
-/// What the command line asks for: gives the exit status of the command once it ran.
-using Task = std::function<int()>;
+/// What the options and operands of all commands fill.
+struct Arguments {
+    SendOptions send;
+    ReceiveOptions receive;
+    RelayOptions relay;
+    GenerateOptions generate;
+    ShowOptions show;
+    CheckOptions check;
+    InterfacesOptions interfaces;
+    std::string module;
+    std::string registry;
+};
 
-/// Reads the command line. A request for help is a task that does nothing more. Throws UsageError for anything that is
-/// not understood.
-Task parseArguments(int argc, char** argv);
+/// The command line as a model, from which parsing, help, man page and completions are made. Parsing fills `arguments`,
+/// which outlives it.
+std::unique_ptr<CLI::App> makeCommandLine(Arguments& arguments);
 
 }  // namespace mcgate::host

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <stdexcept>
 
-#include "cli/arguments.h"
+#include "cli/command_line.h"
 #include "cli/stop_signal.h"
 #include "cli/url.h"
 #include "platform/process/process.h"
@@ -14,7 +14,7 @@ constexpr int kFailure = 1;
 constexpr int kWrongUse = 2;
 
 int run(int argc, char** argv) {
-    const auto task = mcgate::host::parseArguments(argc, argv);
+    const auto task = mcgate::host::parseCommandLine(argc, argv);
     mcgate::host::watchStopSignals();
     // The filters are given the command's log; what they write before that is no line for a reader of reports.
     mcgate::process::setDebugHook([](void*, const char*) {}, nullptr);

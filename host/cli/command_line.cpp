@@ -1,0 +1,67 @@
+#include "cli/command_line.h"
+
+#include <algorithm>
+#include <map>
+#include <memory>
+
+#include "cli/arguments.h"
+#include "cli/help.h"
+#include "cli/registry_commands.h"
+#include "cli/url.h"
+
+namespace mcgate::host {
+
+namespace {
+
+using Run = int (*)(const Arguments& given);
+
+Run runOf(const std::string& command) {
+    static const std::map<std::string, Run> kRuns{
+        {"send", [](const Arguments& given) { return runSend(given.send); }},
+        {"receive", [](const Arguments& given) { return runReceive(given.receive); }},
+        {"relay", [](const Arguments& given) { return runRelay(given.relay); }},
+        {"generate", [](const Arguments& given) { return runGenerate(given.generate); }},
+        {"show", [](const Arguments& given) { return runShow(given.show); }},
+        {"check", [](const Arguments& given) { return runCheck(given.check); }},
+        {"interfaces", [](const Arguments& given) { return runInterfaces(given.interfaces); }},
+        {"register", [](const Arguments& given) { return runRegister(given.module); }},
+        {"unregister", [](const Arguments& given) { return runUnregister(given.module); }},
+        {"classes", [](const Arguments&) { return runClasses(); }},
+    };
+    return kRuns.at(command);
+}
+
+std::string rightForm(const CLI::App& app) {
+    if (const auto named = app.get_subcommands(); !named.empty()) return synopsis(*named.front());
+    std::string names;
+    for (const CLI::App* command : app.get_subcommands({})) {
+        names += (names.empty() ? "" : ", ") + command->get_name();
+    }
+    const auto last = names.rfind(", ");
+    return "one of " + names.substr(0, last) + " and " + names.substr(last + 2) + "; mcgate --help tells more";
+}
+
+[[noreturn]] void refuse(const CLI::ParseError& problem, const CLI::App& app) {
+    std::string text = problem.what();
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    throw UsageError(text + "; right would be " + rightForm(app));
+}
+
+}  // namespace
+
+Task parseCommandLine(int argc, char** argv) {
+    const auto arguments = std::make_shared<Arguments>();
+    const auto app = makeCommandLine(*arguments);
+    try {
+        app->parse(argc, argv);
+    } catch (const CLI::Success& answer) {
+        app->exit(answer);
+        return [] { return 0; };
+    } catch (const CLI::ParseError& problem) {
+        refuse(problem, *app);
+    }
+    useRegistry(arguments->registry);
+    return [arguments, run = runOf(app->get_subcommands().front()->get_name())] { return run(*arguments); };
+}
+
+}  // namespace mcgate::host
