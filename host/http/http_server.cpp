@@ -1,0 +1,214 @@
+#include "http/http_server.h"
+
+#include <httplib.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
+
+#include "platform/linux/native_address.h"
+#include "platform/socket.h"
+
+namespace mcgate::host {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kQueue = 64;
+constexpr int kBreathMs = 100;  // when the process has no descriptor left
+constexpr std::chrono::seconds kFarewell{1};
+constexpr std::size_t kFarewellBytes = 2 << 20;
+
+std::runtime_error failure(const ListenAddress& address) {
+    return std::runtime_error("can't listen on " + address.text() + ": " + std::generic_category().message(errno));
+}
+
+platform::FileDescriptor listenOn(const ListenAddress& address) {
+    const bool six = address.address.family() == platform::kFamilyIPv6;
+    platform::FileDescriptor listening(
+        ::socket(six ? AF_INET6 : AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    if (!listening.valid()) throw failure(address);
+    const int on = 1;
+    ::setsockopt(listening.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);  // what is left of connections that ended
+    if (six) ::setsockopt(listening.get(), IPPROTO_IPV6, IPV6_V6ONLY, &on, sizeof on);
+    const auto native = platform::toNative(address.address);
+    if (::bind(listening.get(), native.get(), native.length) != 0 || ::listen(listening.get(), kQueue) != 0) {
+        throw failure(address);
+    }
+    return listening;
+}
+
+platform::SocketAddress localAddress(int socket) {
+    sockaddr_storage storage{};
+    socklen_t length = sizeof storage;
+    ::getsockname(socket, reinterpret_cast<sockaddr*>(&storage), &length);
+    return platform::fromNative(storage);
+}
+
+}  // namespace
+
+/// The library's routing and parsing over connections of ours.
+class HttpServer::Core final : public httplib::Server {
+public:
+    explicit Core(int listening) { svr_sock_ = listening; }  // by which it knows that it isn't shutting down
+    void shutDown() noexcept { svr_sock_ = INVALID_SOCKET; }
+    void serve(Connection& connection);
+};
+
+/// One connection, whose reads share a deadline, and whose waits end with the server.
+class HttpServer::Connection final : public httplib::Stream {
+public:
+    Connection(int socket, int stop, const HttpLimits& limits)
+        : socket_(socket),
+          stop_(stop),
+          write_(limits.write),
+          readUntil_(Clock::now() + limits.request),
+          mayRead_(limits.head) {}
+
+    bool is_readable() const override { return next_ < filled_ || wait(POLLIN, readUntil_); }
+    bool is_writable() const override { return wait(POLLOUT, Clock::now() + write_); }
+    // The library asks for a byte at a time.
+    ssize_t read(char* bytes, std::size_t size) override {
+        if (next_ == filled_ && !fill()) return 0;
+        const std::size_t taken = std::min(size, filled_ - next_);
+        std::copy_n(buffer_.data() + next_, taken, bytes);
+        next_ += taken;
+        return static_cast<ssize_t>(taken);
+    }
+    // The library takes a short write for a failure.
+    ssize_t write(const char* bytes, std::size_t size) override {
+        const auto until = Clock::now() + write_;
+        std::size_t written = 0;
+        while (written < size) {
+            if (!wait(POLLOUT, until)) return -1;
+            const ssize_t taken = ::send(socket_, bytes + written, size - written, MSG_NOSIGNAL | MSG_DONTWAIT);
+            if (taken < 0 && errno != EAGAIN && errno != EINTR) return -1;
+            if (taken > 0) written += static_cast<std::size_t>(taken);
+        }
+        return static_cast<ssize_t>(size);
+    }
+    void get_remote_ip_and_port(std::string& ip, int& port) const override {
+        sockaddr_storage storage{};
+        socklen_t length = sizeof storage;
+        ::getpeername(socket_, reinterpret_cast<sockaddr*>(&storage), &length);
+        tell(platform::fromNative(storage), ip, port);
+    }
+    void get_local_ip_and_port(std::string& ip, int& port) const override { tell(localAddress(socket_), ip, port); }
+    socket_t socket() const override { return socket_; }
+    /// The head has been read; so much may follow.
+    void expectBody(std::size_t size) { mayRead_ = size; }
+    /// Reads on for a while before the end, as what is left unread would reset the connection and take the answer
+    /// along.
+    void finish() {
+        ::shutdown(socket_, SHUT_WR);
+        readUntil_ = Clock::now() + kFarewell;
+        mayRead_ = kFarewellBytes;
+        do next_ = filled_;
+        while (fill());
+    }
+
+private:
+    static void tell(const platform::SocketAddress& address, std::string& ip, int& port) {
+        ip = platform::numericText(address);
+        port = address.port();
+    }
+    bool wait(short what, Clock::time_point until) const {
+        for (;;) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
+            if (left <= 0) return false;
+            std::array<pollfd, 2> those{{{stop_, POLLIN, 0}, {socket_, what, 0}}};
+            const int ready = ::poll(those.data(), those.size(), static_cast<int>(left));
+            if (ready < 0 && errno == EINTR) continue;
+            return ready > 0 && those[0].revents == 0;
+        }
+    }
+    bool fill() {
+        while (mayRead_ > 0 && wait(POLLIN, readUntil_)) {
+            const ssize_t got = ::recv(socket_, buffer_.data(), std::min(buffer_.size(), mayRead_), MSG_DONTWAIT);
+            if (got < 0 && (errno == EAGAIN || errno == EINTR)) continue;
+            next_ = 0;
+            filled_ = got > 0 ? static_cast<std::size_t>(got) : 0;
+            mayRead_ -= filled_;
+            return got > 0;
+        }
+        return false;
+    }
+
+    const int socket_;
+    const int stop_;
+    const std::chrono::milliseconds write_;
+    Clock::time_point readUntil_;
+    std::size_t mayRead_;  ///< bytes
+    std::array<char, 4096> buffer_{};
+    std::size_t next_ = 0;
+    std::size_t filled_ = 0;
+};
+
+// What compressing, unpacking or cutting into ranges would cost is no client's to choose. A packed body is taken as it
+// is, and makes no sense to its handler.
+void HttpServer::Core::serve(Connection& connection) {
+    bool closed = false;
+    process_request(connection, true, closed, [&](httplib::Request& request) {
+        request.headers.erase("Accept-Encoding");
+        request.headers.erase("Content-Encoding");
+        request.ranges.clear();
+        connection.expectBody(payload_max_length_);
+    });
+}
+
+HttpServer::HttpServer(const ListenAddress& address, const HttpLimits& limits)
+    : limits_(limits),
+      listening_(listenOn(address)),
+      stop_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      core_(std::make_unique<Core>(listening_.get())) {
+    if (!stop_.valid()) throw failure(address);
+    core_->set_payload_max_length(limits.body);
+}
+
+HttpServer::~HttpServer() {
+    core_->shutDown();
+    const std::uint64_t one = 1;
+    [[maybe_unused]] const auto written = ::write(stop_.get(), &one, sizeof one);
+}
+
+httplib::Server& HttpServer::routes() noexcept { return *core_; }
+
+void HttpServer::start() {
+    while (threads_.size() < limits_.connections) threads_.emplace_back([this] { work(); });
+}
+
+ListenAddress HttpServer::address() const { return {localAddress(listening_.get())}; }
+
+void HttpServer::work() {
+    for (;;) {
+        std::array<pollfd, 2> those{{{stop_.get(), POLLIN, 0}, {listening_.get(), POLLIN, 0}}};
+        ::poll(those.data(), those.size(), -1);
+        if (those[0].revents != 0) return;
+        const platform::FileDescriptor socket(::accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+        if (socket.valid()) {
+            serve(socket.get());
+        } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+            ::poll(those.data(), 1, kBreathMs);
+        }
+    }
+}
+
+// A thread of a server outlives what a request or its handler throws: the connection is closed.
+void HttpServer::serve(int socket) {
+    try {
+        Connection connection(socket, stop_.get(), limits_);
+        core_->serve(connection);
+        connection.finish();
+    } catch (const std::exception&) {
+        ::shutdown(socket, SHUT_RDWR);
+    }
+}
+
+}  // namespace mcgate::host

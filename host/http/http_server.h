@@ -1,0 +1,58 @@
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "http/listen_address.h"
+#include "platform/linux/file_descriptor.h"
+
+namespace httplib {
+class Server;
+}
+
+namespace mcgate::host {
+
+/// What a client may take of a server.
+struct HttpLimits {
+    std::size_t connections = 4;  ///< served at a time, each by a thread of its own; more wait in the kernel's queue
+    std::chrono::milliseconds request{2000};  ///< for a whole request, however its bytes come
+    std::chrono::milliseconds write{5000};    ///< for the client to take one piece of an answer
+    std::size_t head = 16 << 10;              ///< bytes of a request line and its header fields together
+    std::size_t body = 0;                     ///< bytes; more are refused with 413
+};
+
+/// A small HTTP/1.1 server (RFC 9112): one request a connection, whole and uncompressed answers. Whatever clients do,
+/// each holds one thread for no longer than the limits, or than a handler writes to it, and a stop waits for none.
+/// Threads: one makes it, adds routes, starts it and lets it go. Each of its threads accepts a connection, serves it
+/// and closes it; they share the listening socket and the stop event of the kernel, and no lock. Handlers run on them.
+class HttpServer {
+public:
+    /// Takes the port. Throws std::runtime_error with the address and the system's reason.
+    HttpServer(const ListenAddress& address, const HttpLimits& limits);
+    /// Ends the connections, and waits for handlers in progress.
+    ~HttpServer();
+    HttpServer(const HttpServer&) = delete;
+    HttpServer& operator=(const HttpServer&) = delete;
+
+    /// For handlers, before start.
+    httplib::Server& routes() noexcept;
+    void start();
+    /// With the port that the system chose, where 0 was given.
+    ListenAddress address() const;
+
+private:
+    class Core;
+    class Connection;
+    void work();
+    void serve(int socket);
+
+    const HttpLimits limits_;
+    platform::FileDescriptor listening_;
+    platform::FileDescriptor stop_;
+    std::unique_ptr<Core> core_;
+    std::vector<std::jthread> threads_;
+};
+
+}  // namespace mcgate::host
