@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Five seconds of a 20 Mbit/s stream from one process to another, byte for byte.
+. "$(dirname "$0")/../support/private_network.sh"
 set -euo pipefail
 bin=$1
 case "$2" in

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # A stream through sender, relay and receiver, three processes: every byte arrives, also around a silence, and the
 # private stream's datagrams do. What the relay adds to the spacing is told, not judged: the machine may be busy.
+. "$(dirname "$0")/../support/private_network.sh"
 set -uo pipefail
 mcgate=$(realpath "$1")
 directory=$(mktemp -d)
