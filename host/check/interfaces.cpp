@@ -4,7 +4,6 @@
 
 #include "platform/adapters.h"
 #include "platform/errors.h"
-#include "platform/interface_state.h"
 #include "platform/socket.h"
 
 namespace mcgate::host {
@@ -21,7 +20,7 @@ std::vector<Interface> listInterfaces() {
         one.index = adapter.index;
         one.name = adapter.name;
         one.up = (adapter.flags & platform::AdapterUp) != 0;
-        one.running = platform::isInterfaceUp(adapter.index);
+        one.running = adapter.running;
         one.multicast = (adapter.flags & platform::AdapterMulticast) != 0;
         one.loopback = (adapter.flags & platform::AdapterLoopback) != 0;
         for (const auto& unicast : adapter.unicast) one.addresses.push_back(unicast.address);

@@ -28,6 +28,7 @@ struct Adapter {
     std::uint32_t index = 0;
     std::string name;
     std::uint32_t flags = 0;              ///< of AdapterFlag
+    bool running = false;                 ///< set up and with a carrier, so that it can carry data now
     std::vector<AdapterAddress> unicast;  ///< in the kernel's order
 };
 

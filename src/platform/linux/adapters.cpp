@@ -60,6 +60,7 @@ Result dumpAdapters(std::map<std::uint32_t, Adapter>& byIndex) {
         const auto index = static_cast<std::uint32_t>(header.ifi_index);
         byIndex[index].index = index;
         byIndex[index].flags = flagsOf(header.ifi_flags);
+        byIndex[index].running = carriesData(header.ifi_flags);
         eachAttribute(IFLA_RTA(&header), IFLA_PAYLOAD(&record), [&](const rtattr& one) {
             if (one.rta_type == IFLA_IFNAME) byIndex[index].name = static_cast<const char*>(RTA_DATA(&one));
         });
