@@ -11,6 +11,7 @@ namespace mcgate::host {
 namespace {
 
 constexpr std::size_t kMost = 1U << 20;  // 4095 destinations
+constexpr std::uint32_t kWarning = 1;    // level of a log's line
 
 std::vector<std::uint8_t> readWhole(const std::string& path) {
     const auto file = platform::FileStream::open(path);
@@ -47,7 +48,8 @@ SavedConfiguration readReceiverConfiguration(const std::string& path) {
                      "; right would be a file that mcgate receive --save wrote");
 }
 
-void loadConfiguration(IBaseFilter& filter, const SavedConfiguration& saved, const std::string& path) {
+void loadConfiguration(IBaseFilter& filter, const SavedConfiguration& saved, const std::string& path, ILogPerf& log) {
+    for (const auto& lost : lostByLoad(saved)) log.Log(kWarning, "%s: %s", path.c_str(), lost.c_str());
     const auto persist = platform::ComPtr<IBaseFilter>(&filter).query<IPersistStream>();
     const auto stream = platform::MemoryStream::create(saved.content);
     demand(persist->Load(stream.get()), "can't load " + path);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "cli/saved_configuration.h"
+#include "interfaces/i_logger.h"
 #include "media/host/interfaces.h"
 
 namespace mcgate::host {
@@ -15,8 +16,8 @@ SavedConfiguration readConfiguration(const std::string& path);
 SavedConfiguration readSenderConfiguration(const std::string& path);
 SavedConfiguration readReceiverConfiguration(const std::string& path);
 
-/// Gives the filter what was saved.
-void loadConfiguration(IBaseFilter& filter, const SavedConfiguration& saved, const std::string& path);
+/// Gives the filter what was saved, and warns in the log of what it doesn't take.
+void loadConfiguration(IBaseFilter& filter, const SavedConfiguration& saved, const std::string& path, ILogPerf& log);
 
 /// Saves the filter's configuration: the file appears, or is replaced, in one step.
 void saveConfiguration(IBaseFilter& filter, const std::string& path);

@@ -27,7 +27,7 @@ ReceiverEnd::ReceiverEnd(const ReceiverOptions& options, HostLog& log, Report& r
 
 void ReceiverEnd::configure() {
     if (saved_) {
-        loadConfiguration(*filter_, *saved_, name_);
+        loadConfiguration(*filter_, *saved_, name_, log_);
         return;
     }
     demand(config_->SetSource(url_.port, platform::toWide(url_.local).c_str(), platform::toWide(url_.group).c_str(),

@@ -48,6 +48,8 @@ public:
                            counted(count, "destination"));
     }
 
+    std::vector<std::string> takeLinked() noexcept { return std::move(linked_); }
+
 private:
     void passVersion() {
         char16_t unit = takeUnit();
@@ -120,39 +122,64 @@ private:
             if (address.bytes[i] != 0) refuse(place_ + i, "a byte behind the " + what + " is not 0");
         }
         place_ += kAddress;
+        if (address.scope() != 0) {
+            linked_.push_back(platform::numericText(address) + '%' + std::to_string(address.scope()));
+        }
         return address;
     }
 
     const std::vector<std::uint8_t>& content_;
+    std::vector<std::string> linked_;
     std::size_t place_ = 0;
 };
 
 }  // namespace
 
 SavedConfiguration examineConfiguration(std::vector<std::uint8_t> content) {
-    auto filter = Examiner(content).filter();
-    return {std::move(filter), std::move(content)};
+    Examiner examiner(content);
+    auto filter = examiner.filter();
+    return {std::move(filter), std::move(content), examiner.takeLinked()};
 }
 
-std::vector<std::string> describe(const SavedConfiguration& saved) {
-    if (const auto* receiver = std::get_if<SavedConfiguration::Receiver>(&saved.filter)) {
-        if (!receiver->configured) return {"a receiver, not configured"};
-        const ReceiveUrl& url = receiver->source;
-        const std::string port = "port " + std::to_string(url.port);
-        if (!isGroup(url.group)) return {"a receiver of unicast on " + url.local + ", " + port};
-        const std::string source = url.source.empty() ? "any source" : "the source " + url.source;
-        return {"a receiver of group " + url.group + " from " + source + " on the interface of " + url.local + ", " +
-                port};
+std::vector<std::string> lostByLoad(const SavedConfiguration& saved) {
+    std::vector<std::string> lines;
+    const auto* sender = std::get_if<SavedConfiguration::Sender>(&saved.filter);
+    if (sender != nullptr && sender->loadable != sender->destinations.size()) {
+        lines.push_back("a load takes the first " + std::to_string(sender->loadable) +
+                        " alone: their number is saved in one byte");
     }
-    const auto& sender = std::get<SavedConfiguration::Sender>(saved.filter);
+    for (const auto& address : saved.linked) {
+        lines.push_back("a load leaves out the interface of " + address + ": give that address by a URL");
+    }
+    return lines;
+}
+
+namespace {
+
+std::string inWords(const SavedConfiguration::Receiver& receiver) {
+    if (!receiver.configured) return "a receiver, not configured";
+    const ReceiveUrl& url = receiver.source;
+    const std::string port = "port " + std::to_string(url.port);
+    if (!isGroup(url.group)) return "a receiver of unicast on " + url.local + ", " + port;
+    const std::string source = url.source.empty() ? "any source" : "the source " + url.source;
+    return "a receiver of group " + url.group + " from " + source + " on the interface of " + url.local + ", " + port;
+}
+
+std::vector<std::string> inWords(const SavedConfiguration::Sender& sender) {
     std::vector<std::string> lines{"a sender to " + counted(sender.destinations.size(), "destination")};
     for (const SendUrl& url : sender.destinations) {
         lines.push_back("to " + url.remote + ", port " + std::to_string(url.port) + ", from " + url.local);
     }
-    if (sender.loadable != sender.destinations.size()) {
-        lines.push_back("a load takes the first " + std::to_string(sender.loadable) +
-                        " alone: their number is saved in one byte");
-    }
+    return lines;
+}
+
+}  // namespace
+
+std::vector<std::string> describe(const SavedConfiguration& saved) {
+    const auto* receiver = std::get_if<SavedConfiguration::Receiver>(&saved.filter);
+    auto lines = receiver != nullptr ? std::vector{inWords(*receiver)}
+                                     : inWords(std::get<SavedConfiguration::Sender>(saved.filter));
+    for (auto& lost : lostByLoad(saved)) lines.push_back(std::move(lost));
     return lines;
 }
 

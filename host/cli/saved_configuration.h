@@ -21,6 +21,7 @@ struct SavedConfiguration {
     };
     std::variant<Sender, Receiver> filter;
     std::vector<std::uint8_t> content;  ///< for the filter's Load
+    std::vector<std::string> linked;    ///< addresses with the index of their interface, such as "fe80::1%2"
 };
 
 /// Reads the bytes of a saved configuration. No class id stands in it, but its length tells whose it is: behind the
@@ -28,7 +29,10 @@ struct SavedConfiguration {
 /// std::runtime_error, "offset N: ..." and the reason, for whatever no save writes.
 SavedConfiguration examineConfiguration(std::vector<std::uint8_t> content);
 
-/// The same in words, a line each.
+/// What a load doesn't take of it, a line each.
+std::vector<std::string> lostByLoad(const SavedConfiguration& saved);
+
+/// The whole in words, a line each, what a load doesn't take last.
 std::vector<std::string> describe(const SavedConfiguration& saved);
 
 }  // namespace mcgate::host

@@ -50,7 +50,7 @@ SenderEnd::SenderEnd(const SenderOptions& options, HostLog& log, Report& report)
     made_ = std::chrono::steady_clock::now();
     config_ = filter_.query<ISenderConfig>();
     config_->SetLogPerf(&log_);
-    if (saved) loadConfiguration(*filter_, *saved, options.load);
+    if (saved) loadConfiguration(*filter_, *saved, options.load, log_);
     addDestinations(options.destinations);
     if (!options.save.empty()) saveConfiguration(*filter_, options.save);
     config_->SetTimeOffset(options.offsetMs);

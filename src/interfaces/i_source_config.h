@@ -19,7 +19,9 @@ struct ISourceConfig : IUnknown {
     /// 100 ms, up to 450 ms when the sample pool is dry, and for as long as downstream blocks in a direct call. E_FAIL,
     /// and nothing changed, for a refused address or port 0.
     virtual HRESULT SetSource(std::int32_t port, const WCHAR* local, const WCHAR* group, const WCHAR* source) = 0;
-    /// Gives back what SetSource took; absent addresses read "0.0.0.0". E_FAIL, outputs untouched, when not configured.
+    /// Gives back what SetSource took; absent addresses read "0.0.0.0", the interface of a link-local one as its index
+    /// ("fe80::1%2"; RFC 4007, 11.2), which a saved and loaded configuration has lost. E_FAIL, outputs untouched, when
+    /// not configured.
     virtual HRESULT GetSource(BSTR* group, std::uint32_t* port, BSTR* local, BSTR* source) = 0;
     /// One listener at a time; replaces any other. When it returns, the old one is not called again (a call in progress
     /// on another thread is waited for, at most 250 ms).

@@ -13,11 +13,10 @@ namespace mcgate::platform {
 /// nothing changes; a process that is killed before may leave the part, FILE.PID-N.part.
 class FileStream final : public CountedStream {
 public:
-    /// For reading, from the front on; waits for the writer of a named pipe. Both throw std::runtime_error that names
-    /// path and reason.
+    /// For reading, from the front on. Both follow a link, refuse a directory, a device or a pipe, and throw
+    /// std::runtime_error that names path and reason.
     static ComPtr<FileStream> open(const std::string& path);
-    /// For writing. A link is followed; a directory, a device or a pipe is refused. The new file has the old one's
-    /// permissions and, where this process may give files away, its owner.
+    /// For writing. The new file has the old one's permissions and, where this process may give files away, its owner.
     static ComPtr<FileStream> create(const std::string& path);
 
     /// The name that create() writes for a path: links are followed, also to where no file is yet.
@@ -34,6 +33,7 @@ private:
     explicit FileStream(std::string path) noexcept : path_(std::move(path)) {}
     ~FileStream() override;
     void beginBeside();
+    void demandFile(const char* attempt, unsigned mode) const;
     [[noreturn]] void refuse(const char* attempt, int error) const;
 
     const std::string path_;  ///< as the caller wrote it

@@ -25,10 +25,12 @@ std::uint32_t patienceSince(std::uint32_t asked) {
     return waited < CNetReceiver::kBreakWaitAfterMs ? CNetReceiver::kBreakWaitAfterMs - waited : 0;
 }
 
-// An absent address reads as the IPv4 any address.
+// An absent address reads as the IPv4 any address. An address of one link names that by its index, so that SetSource
+// takes the text for the same address again.
 std::u16string addressText(const udp::SocketAddress& address) {
     const auto text = udp::AddressToText(address).text;
-    return mcgate::platform::toWide(text.empty() ? "0.0.0.0" : text);
+    const std::string link = address.scope() != 0 ? '%' + std::to_string(address.scope()) : "";
+    return mcgate::platform::toWide(text.empty() ? "0.0.0.0" : text + link);
 }
 
 // A unicast or unconfigured filter writes a group without a family, and is to come back as what it was. A stream that

@@ -56,6 +56,9 @@ TEST(SavedConfiguration, IsToldInWordsOrRefusedWithPlaceAndReason) {
         {whole, "a receiver of group 239.1.2.3 from the source 10.0.0.9 on the interface of 10.0.0.2, port 5000"},
         {without(282, 410), "a receiver of group 239.1.2.3 from any source on the interface of 10.0.0.2, port 5000"},
         {without(154, 410), "a receiver of unicast on 10.0.0.2, port 5000"},
+        {goldenBytes(410, {{24, {23, 0, 0x13, 0x88, 0, 0, 0, 0, 0xFE, 0x80}}, {24 + 24, {2}}, {152, {0x13, 0x88}}}),
+         "a receiver of unicast on fe80::, port 5000 | a load leaves out the interface of fe80::%2: give that address "
+         "by a URL"},
         {{}, "offset 0: the file ends within the version"},
         {goldenBytes(24, {}), "offset 24: the file ends behind the version"},
         {goldenBytes(26, {{24, {3}}}),

@@ -54,6 +54,7 @@ TEST_F(ReceiverFilterTest, ConfigurationIsValidatedAndReadBack) {
         {u"10.0.0.1", u"239.1.1.1", u"10.0.0.9", "10.0.0.1 239.1.1.1 10.0.0.9 4464"},
         {u"10.0.0.1", u"0.0.0.0", u"10.0.0.9", "10.0.0.1 0.0.0.0 0.0.0.0 4464"},
         {u"fd00::1", u"FF15:0::1", u"", "fd00::1 ff15::1 0.0.0.0 4464"},
+        {u"fe80::1%lo", u"ff12::1%1", u"fe80::2%1", "fe80::1%1 ff12::1%1 fe80::2%1 4464"},
     };
     for (const auto& one : cases) {
         ASSERT_EQ(filter->SetSource(70000, one.local, one.group, one.source), S_OK);

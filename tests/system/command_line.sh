@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
 # Exit statuses, one-line refusals, stopping by a signal, a pipe as input.
+. "$(dirname "$0")/../support/private_network.sh"
 set -uo pipefail
 mcgate=$1
 directory=$(mktemp -d)
@@ -80,9 +81,7 @@ expect 2 "--offset excludes --private" "$mcgate" relay udp://@:45300 --to udp://
 for url in udp://@127.0.0.1:45300 udp://@:45300?local=127.0.0.1 udp://@:45300; do
     expect 2 "would receive what it sends" "$mcgate" relay "$url" --to udp://127.0.0.1:45301 --to udp://127.0.0.1:45300
 done
-if unshare -rn true 2>/dev/null; then
-    expect 1 "no route to 239.1.1.1" unshare -rn "$mcgate" send in.ts --to udp://239.1.1.1:45300
-fi
+expect 1 "no route to 239.1.1.1" "$mcgate" send in.ts --to udp://239.1.1.1:45300
 expect 2 "URL or --load is required; right would be" "$mcgate" receive
 expect 2 "right would be one of URL and --to URL" "$mcgate" check
 expect 2 "right would be mcgate check" "$mcgate" check udp://@:45300 --seconds 0
@@ -132,9 +131,14 @@ expect 1 "can't write /dev/null: it is no file" "$mcgate" receive udp://@:45300 
 head -c 100 receive.conf >torn.conf
 expect 1 "torn.conf is no saved configuration: offset 24: 76 bytes behind the version" "$mcgate" show torn.conf
 expect 1 "can't open none.conf" "$mcgate" receive --load none.conf
+mkfifo pipe
+expect 1 "can't open pipe: it is no file" "$mcgate" receive --load pipe
 expect 1 "can't write send.conf: No space left" bash -c 'trap "" XFSZ; ulimit -f 1; exec "$@"' bash "$mcgate" send in.ts \
     --to udp://127.0.0.1:1 --to udp://127.0.0.1:2 --to udp://127.0.0.1:3 --to udp://127.0.0.1:4 --save send.conf
 shown send.conf "$to"
+"$mcgate" send short.ts --to 'udp://[fe80::1%lo]:45304' --save link.conf --report none 2>err
+expect 0 "link.conf: a load leaves out the interface of fe80::1%1" "$mcgate" send short.ts --load link.conf
+rm link.conf
 [ "$(echo *conf*)" = "again.conf both.conf receive.conf send.conf torn.conf" ] ||
     { echo "FAILED: something was left beside the configurations: $(ls)"; failed=1; }
 
@@ -200,19 +204,15 @@ p99=$(tail -n 1 report | sed 's/.*"p99":\([0-9]*\)[.,].*/\1/')
 [ "$p99" -lt 200 ] || { echo "FAILED: a loop sends in bursts: $(tail -n 1 report)"; failed=1; }
 
 # An interface that goes down and comes back is told as it happens, in either form.
+until_told() { for _ in $(seq 100); do [ "$(grep -c -- "$1" told)" -ge "$2" ] && return; sleep 0.1; done; false; }
 interface_is_told() { # form, the end of a line that tells of it while it is up, and while it is down
-    unshare -rn bash -c '
-        until_told() { for _ in $(seq 100); do [ "$(grep -c -- "$1" told)" -ge "$2" ] && return; sleep 0.1; done; false; }
-        ip link set lo up
-        "$1" send in.ts --loop --to "udp://127.0.0.1:45300?local=127.0.0.1" --report "$2" 2>told &
-        until_told "$3" 1 && ip link set lo down && until_told "$4" 1 && ip link set lo up && until_told "$3" 2
-        told=$?
-        kill %1
-        wait %1
-        [ "$(grep -c -- "$4" told)" -eq 1 ] && exit $told' bash "$mcgate" "$@" || { echo "FAILED: an interface was not told: $(cat told)"; failed=1; }
+    "$mcgate" send in.ts --loop --to "udp://127.0.0.1:45300?local=127.0.0.1" --report "$1" 2>told &
+    sender=$!
+    until_told "$2" 1 && ip link set lo down && until_told "$3" 1 && ip link set lo up && until_told "$2" 2 &&
+        [ "$(grep -c -- "$3" told)" -eq 1 ] || { echo "FAILED: an interface was not told: $(cat told)"; failed=1; }
+    kill $sender
+    wait $sender
 }
-if unshare -rn true 2>/dev/null; then
-    interface_is_told text ' interface lo is up$' ' interface lo is down$'
-    interface_is_told json '"name":"lo","index":1,"up":true}$' '"name":"lo","index":1,"up":false}$'
-fi
+interface_is_told text ' interface lo is up$' ' interface lo is down$'
+interface_is_told json '"name":"lo","index":1,"up":true}$' '"name":"lo","index":1,"up":false}$'
 exit $failed

@@ -30,10 +30,10 @@ void syncDirectory(const std::filesystem::path& directory) {
 
 ComPtr<FileStream> FileStream::open(const std::string& path) {
     ComPtr<FileStream> stream(new FileStream(path));
-    stream->descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-    if (stream->descriptor_ < 0) stream->refuse("open", errno);
+    stream->descriptor_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);  // no wait for a writer
     struct stat kind {};
-    if (fstat(stream->descriptor_, &kind) == 0 && S_ISDIR(kind.st_mode)) stream->refuse("open", EISDIR);
+    if (stream->descriptor_ < 0 || fstat(stream->descriptor_, &kind) != 0) stream->refuse("open", errno);
+    stream->demandFile("open", kind.st_mode);
     return stream;
 }
 
@@ -56,8 +56,7 @@ std::string FileStream::targetOf(const std::string& path) {
 void FileStream::beginBeside() {
     struct stat present {};
     const bool replaces = stat(target_.c_str(), &present) == 0;
-    if (replaces && S_ISDIR(present.st_mode)) refuse("write", EISDIR);
-    if (replaces && !S_ISREG(present.st_mode)) throw std::runtime_error("can't write " + path_ + ": it is no file");
+    if (replaces) demandFile("write", present.st_mode);
     if (replaces && access(target_.c_str(), W_OK) != 0) refuse("write", errno);
     // Another process has another number; what a dead one of the same number left behind is passed over.
     for (int attempt = 0; descriptor_ < 0; ++attempt) {
@@ -76,6 +75,11 @@ void FileStream::beginBeside() {
 FileStream::~FileStream() {
     if (descriptor_ >= 0) close(descriptor_);
     if (!part_.empty()) unlink(part_.c_str());
+}
+
+void FileStream::demandFile(const char* attempt, unsigned mode) const {
+    if (S_ISDIR(mode)) refuse(attempt, EISDIR);
+    if (!S_ISREG(mode)) throw std::runtime_error(std::string("can't ") + attempt + ' ' + path_ + ": it is no file");
 }
 
 void FileStream::refuse(const char* attempt, int error) const {
