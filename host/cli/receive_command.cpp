@@ -40,9 +40,9 @@ public:
             report_.write(values(), false);
         }
         log_.tellFullBuffers();
-        const ReportValues before = values();
+        const StreamValues before = values();
         graph_->stop();
-        ReportValues last = values();
+        StreamValues last = values();
         last.dataPresent = before.dataPresent;
         last.kernelDrops = before.kernelDrops;
         last.kernelDropsHint = before.kernelDropsHint;
@@ -74,9 +74,9 @@ private:
         return (options_.durationSeconds > 0 && whole.count() >= options_.durationSeconds) ||
                (options_.idleExitSeconds > 0 && idle.count() >= options_.idleExitSeconds);
     }
-    ReportValues values() {
+    StreamValues values() {
         const SinkFigures figures = sink_->figures();
-        ReportValues result;
+        StreamValues result;
         receiver_.fill(result);
         result.datagrams = figures.datagrams;
         result.bytes = figures.bytes;

@@ -44,7 +44,7 @@ std::string ReceiverEnd::whyNot(HRESULT status) const {
     return "can't receive " + name_ + ": " + reason;
 }
 
-void ReceiverEnd::fill(ReportValues& values) {
+void ReceiverEnd::fill(StreamValues& values) {
     std::uint8_t present = 0;
     config_->GetDataPresent(&present);
     values.dataPresent = present != 0;

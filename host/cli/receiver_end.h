@@ -36,7 +36,7 @@ public:
     /// The text for a graph that did not start because of this filter.
     std::string whyNot(HRESULT status) const;
     /// What the receiver and the kernel know for a report.
-    void fill(ReportValues& values);
+    void fill(StreamValues& values);
 
 private:
     void configure();

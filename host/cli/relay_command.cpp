@@ -66,10 +66,10 @@ public:
             report_.write(values(), false);
         }
         log_.tellFullBuffers();
-        const ReportValues before = values();
+        const StreamValues before = values();
         drain();
         sender_.filter()->Stop();
-        ReportValues last = values();
+        StreamValues last = values();
         last.dataPresent = before.dataPresent;
         last.kernelDrops = before.kernelDrops;
         last.kernelDropsHint = before.kernelDropsHint;
@@ -127,7 +127,7 @@ private:
         const auto end = Clock::now() + patience;
         while (Clock::now() < end && (!stamper_ || sender_.counter().counts().queued > 0)) heedEvents(kShortLook);
     }
-    int conclude(const ReportValues& last) {
+    int conclude(const StreamValues& last) {
         std::string error;
         if (FAILED(failure_)) error = "the relay broke off: " + GetStatusText(failure_);
         if (stamper_ && last.datagrams == 0 && !log_.lastError().empty()) {
@@ -136,8 +136,8 @@ private:
         if (!error.empty()) std::fprintf(stderr, "mcgate: %s\n", error.c_str());
         return error.empty() ? 0 : 1;
     }
-    ReportValues values() {
-        ReportValues result;
+    StreamValues values() {
+        StreamValues result;
         const StamperFigures figures = stamper_ ? stamper_->figures() : StamperFigures{};
         sender_.fill(result, figures.samples);
         if (stamper_) {

@@ -26,12 +26,7 @@ std::string interfaceName(std::uint32_t index) {
 
 }  // namespace
 
-void ReportValues::measure(const StreamMeter::Figures& figures) {
-    continuityErrors = figures.continuityErrors;
-    if (figures.spacingSamples > 0) spacing = {figures.medianMs, figures.p99Ms, figures.maxMs};
-}
-
-void Report::write(const ReportValues& values, bool final) {
+void Report::write(const StreamValues& values, bool final) {
     const auto now = Clock::now();
     const std::chrono::duration<double> whole = now - start_;
     const std::chrono::duration<double> since = final ? whole : now - last_;
@@ -87,7 +82,7 @@ void Report::tellModule(const ModuleChoice& module) {
     }
 }
 
-void Report::writeJson(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const {
+void Report::writeJson(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
     nlohmann::ordered_json line{{"time_s", seconds},
                                 {"datagrams", orNull(values.datagrams)},
                                 {"bytes", orNull(values.bytes)},
@@ -111,7 +106,7 @@ void Report::writeJson(const ReportValues& values, double seconds, std::optional
     std::fprintf(stderr, "%s\n", line.dump().c_str());
 }
 
-void Report::writeText(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const {
+void Report::writeText(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
     std::ostringstream line;
     line.precision(2);
     line << std::fixed << name_ << (final ? " total " : " ") << seconds << " s";
@@ -132,7 +127,7 @@ void Report::writeText(const ReportValues& values, double seconds, std::optional
 }
 
 // Once for each growth, not with every line.
-void Report::tellDrops(const ReportValues& values) {
+void Report::tellDrops(const StreamValues& values) {
     if (values.kernelDrops.value_or(0) <= toldDrops_) return;
     toldDrops_ = *values.kernelDrops;
     std::fprintf(stderr, "%s: the kernel dropped %llu datagrams because the socket's receive buffer was full; %s\n",

@@ -7,37 +7,11 @@
 #include <string>
 
 #include "cli/module_loader.h"
-#include "ts/stream_meter.h"
+#include "streams/stream_values.h"
 
 namespace mcgate::host {
 
 enum class ReportForm { Text, Json, None };
-
-/// What a report tells at one moment. Absent values don't apply, or were not measured.
-struct ReportValues {
-    std::optional<std::uint64_t> datagrams;
-    std::optional<std::uint64_t> bytes;
-    std::optional<std::uint64_t> receivedDatagrams;  ///< where what is received and what is sent are two things
-    std::optional<std::uint64_t> receivedBytes;
-    std::optional<std::uint64_t> droppedSamples;
-    std::optional<std::uint64_t> kernelDrops;
-    std::string kernelDropsHint;  ///< what would help against them; empty without drops
-    std::optional<std::uint64_t> continuityErrors;
-    bool dataPresent = false;
-    std::optional<int> holdBackMs;
-    std::optional<std::uint64_t> queuedSamples;
-    std::optional<std::uint64_t> bufferFullNotices;
-    std::optional<std::string> priority;  ///< that the sender's threads got
-    struct Spacing {
-        double medianMs = 0;
-        double p99Ms = 0;
-        double maxMs = 0;
-    };
-    std::optional<Spacing> spacing;
-
-    /// Takes over what a meter found.
-    void measure(const StreamMeter::Figures& figures);
-};
 
 /// Writes a line or a JSON object a second to standard error, and a last one. One thread.
 class Report {
@@ -45,7 +19,7 @@ public:
     explicit Report(ReportForm form, std::string name) : form_(form), name_(std::move(name)) {}
     /// True once a second: it is time for the next line.
     bool due() const { return std::chrono::steady_clock::now() >= next_; }
-    void write(const ReportValues& values, bool final);
+    void write(const StreamValues& values, bool final);
     /// Which interface the system chose for an address that was given without `local`.
     void tellInterface(const std::string& address, const std::string& local) const;
     /// That an interface behind a destination is up or down, with the time; once for each change.
@@ -55,9 +29,9 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
-    void writeJson(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const;
-    void writeText(const ReportValues& values, double seconds, std::optional<double> bitRate, bool final) const;
-    void tellDrops(const ReportValues& values);
+    void writeJson(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const;
+    void writeText(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const;
+    void tellDrops(const StreamValues& values);
 
     const ReportForm form_;
     const std::string name_;

@@ -52,7 +52,7 @@ public:
             if (report_.due()) report_.write(values(), false);
         }
         sender_.filter()->Stop();  // first, as the graph would; what its loop still takes from its queue goes nowhere
-        const ReportValues last = values();
+        const StreamValues last = values();
         graph_->stop();
         report_.write(last, true);
         return conclude(last);
@@ -68,7 +68,7 @@ private:
         demand(graph_->addFilter(sender_.filter(), "sender"), "can't build the graph");
         demand(graph_->connect(source_->GetPin(0), sender_.input().get()), "can't connect the sender");
     }
-    int conclude(const ReportValues& last) {
+    int conclude(const StreamValues& last) {
         std::string error = source_->figures().error;
         if (error.empty() && last.datagrams == 0 && !log_.lastError().empty()) {
             error = "no datagram went out to all destinations: " + log_.lastError();
@@ -81,8 +81,8 @@ private:
         if (event) sender_.heed(*event);
         return event && (event->code == EC_COMPLETE || event->code == EC_ERRORABORT);
     }
-    ReportValues values() {
-        ReportValues result;
+    StreamValues values() {
+        StreamValues result;
         sender_.fill(result, source_ ? source_->figures().samples : 0);
         return result;
     }

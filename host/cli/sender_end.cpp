@@ -94,7 +94,7 @@ void SenderEnd::heed(const FilterGraph::Event& event) const {
     report_.tellInterfaceState(static_cast<std::uint32_t>(event.p1), event.p2 != 0);
 }
 
-void SenderEnd::fill(ReportValues& values, std::uint64_t delivered) {
+void SenderEnd::fill(StreamValues& values, std::uint64_t delivered) {
     const auto counts = counter_.counts();
     values.datagrams = counts.datagrams;
     values.bytes = counts.bytes;

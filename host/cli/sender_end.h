@@ -42,7 +42,7 @@ public:
     /// Tells what an event of the graph says about the interfaces behind the destinations.
     void heed(const FilterGraph::Event& event) const;
     /// What the sender knows for a report; `delivered`: samples handed to it, counted before this call.
-    void fill(ReportValues& values, std::uint64_t delivered);
+    void fill(StreamValues& values, std::uint64_t delivered);
 
 private:
     void addDestinations(const std::vector<std::string>& destinations);

@@ -1,0 +1,10 @@
+#include "streams/stream_values.h"
+
+namespace mcgate::host {
+
+void StreamValues::measure(const StreamMeter::Figures& figures) {
+    continuityErrors = figures.continuityErrors;
+    if (figures.spacingSamples > 0) spacing = {figures.medianMs, figures.p99Ms, figures.maxMs};
+}
+
+}  // namespace mcgate::host

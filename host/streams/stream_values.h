@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "ts/stream_meter.h"
+
+namespace mcgate::host {
+
+/// What a stream has to tell at one moment, counted since it was started. Absent values don't apply, or were not
+/// measured.
+struct StreamValues {
+    std::optional<std::uint64_t> datagrams;
+    std::optional<std::uint64_t> bytes;
+    std::optional<std::uint64_t> receivedDatagrams;  ///< where what is received and what is sent are two things
+    std::optional<std::uint64_t> receivedBytes;
+    std::optional<std::uint64_t> droppedSamples;
+    std::optional<std::uint64_t> kernelDrops;
+    std::string kernelDropsHint;  ///< what would help against them; empty without drops
+    std::optional<std::uint64_t> continuityErrors;
+    bool dataPresent = false;
+    std::optional<int> holdBackMs;
+    std::optional<std::uint64_t> queuedSamples;
+    std::optional<std::uint64_t> bufferFullNotices;
+    std::optional<std::string> priority;  ///< that the sender's threads got
+    struct Spacing {
+        double medianMs = 0;
+        double p99Ms = 0;
+        double maxMs = 0;
+    };
+    std::optional<Spacing> spacing;
+
+    /// Takes over what a meter found.
+    void measure(const StreamMeter::Figures& figures);
+};
+
+}  // namespace mcgate::host
