@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "streams/managed_stream.h"
+
+namespace mcgate::host {
+
+/// The streams of one process, by number (from 1, never given twice) and by unique name. At most kMost.
+/// Threads: any. A leaf lock guards the list; streams are made, asked and let go outside it.
+class StreamSet {
+public:
+    static constexpr std::size_t kMost = 64;
+    struct Entry {
+        std::uint32_t id = 0;
+        std::shared_ptr<ManagedStream> stream;
+    };
+    /// Rules as of NoticeSink.
+    using Sink = std::function<void(const std::string& stream, const Notice& notice)>;
+
+    explicit StreamSet(Sink sink);
+
+    /// Makes the set what a profile lists: streams whose settings are those that were given before go on untouched, the
+    /// others are made anew, those not listed end. Ended streams are waited for, all at once. Calls come one at a time.
+    void apply(const std::vector<StreamSettings>& profile);
+    /// Throws UsageError for a name that is taken, and for one stream too many.
+    Entry add(const StreamSettings& settings);
+    /// Ends a stream, and waits for it. False when there is none of that number.
+    bool remove(std::uint32_t id);
+    std::vector<Entry> all() const;
+    /// Empty when there is none.
+    std::shared_ptr<ManagedStream> find(std::uint32_t id) const;
+    /// What a profile would list to get the same set with the addresses that the filters have by now.
+    std::vector<StreamSettings> settings() const;
+};
+
+}  // namespace mcgate::host
