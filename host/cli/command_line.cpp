@@ -1,6 +1,7 @@
 #include "cli/command_line.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <map>
 #include <memory>
 
@@ -62,6 +63,11 @@ Task parseCommandLine(int argc, char** argv) {
     }
     useRegistry(arguments->registry);
     return [arguments, run = runOf(app->get_subcommands().front()->get_name())] { return run(*arguments); };
+}
+
+int exitStatus(const std::string& failure) {
+    if (!failure.empty()) std::fprintf(stderr, "mcgate: %s\n", failure.c_str());
+    return failure.empty() ? 0 : 1;
 }
 
 }  // namespace mcgate::host

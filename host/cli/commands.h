@@ -3,9 +3,9 @@
 #include <cstdint>
 #include <string>
 
-#include "cli/receiver_end.h"
 #include "cli/report.h"
-#include "cli/sender_end.h"
+#include "streams/receiver_end.h"
+#include "streams/sender_end.h"
 
 namespace mcgate::host {
 
@@ -52,6 +52,9 @@ struct CheckOptions {
 struct InterfacesOptions {
     bool json = false;
 };
+
+/// What a stream's failure makes of the exit status: tells it, and gives 1; 0 for an empty one.
+int exitStatus(const std::string& failure);
 
 /// Each gives the exit status: 0, or 1 for a failure while running. They throw UsageError for wrong use and
 /// std::runtime_error for what could not be begun.

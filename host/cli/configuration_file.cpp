@@ -13,20 +13,20 @@ namespace {
 constexpr std::size_t kMost = 1U << 20;  // 4095 destinations
 constexpr std::uint32_t kWarning = 1;    // level of a log's line
 
-std::vector<std::uint8_t> readWhole(const std::string& path) {
+}  // namespace
+
+std::vector<std::uint8_t> readWhole(const std::string& path, const std::string& what) {
     const auto file = platform::FileStream::open(path);
     std::vector<std::uint8_t> content(kMost + 1);
     std::uint32_t count = 0;
     demand(file->Read(content.data(), static_cast<std::uint32_t>(content.size()), &count), "can't read " + path);
-    if (count > kMost) throw std::runtime_error(path + " is longer than 1 MiB, so it is no saved configuration");
+    if (count > kMost) throw std::runtime_error(path + " is longer than 1 MiB, so it is no " + what);
     content.resize(count);
     return content;
 }
 
-}  // namespace
-
 SavedConfiguration readConfiguration(const std::string& path) {
-    auto content = readWhole(path);
+    auto content = readWhole(path, "saved configuration");
     try {
         return examineConfiguration(std::move(content));
     } catch (const std::runtime_error& problem) {

@@ -1,12 +1,17 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "cli/saved_configuration.h"
 #include "interfaces/i_logger.h"
 #include "media/host/interfaces.h"
 
 namespace mcgate::host {
+
+/// The bytes of a file of at most 1 MiB; `what` it should be is named where it is longer. Throws as the others do.
+std::vector<std::uint8_t> readWhole(const std::string& path, const std::string& what);
 
 /// Reads and examines a file of saved configuration. Everything here throws std::runtime_error that names path and
 /// reason.

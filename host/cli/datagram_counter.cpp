@@ -51,4 +51,12 @@ DatagramCounter::Counts DatagramCounter::counts() const {
     return result;
 }
 
+void DatagramCounter::restart() {
+    const std::lock_guard hold(lock_);
+    counts_ = {};
+    announced_ = {0, 0};
+    inside_.clear();
+    gathered_ = 0;
+}
+
 }  // namespace mcgate::host

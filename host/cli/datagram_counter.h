@@ -30,6 +30,8 @@ public:
     Callback& input() noexcept { return in_; }
     Callback& output() noexcept { return out_; }
     Counts counts() const;
+    /// Forgets all; the ids begin with 1 again.
+    void restart();
 
 private:
     struct Sample {

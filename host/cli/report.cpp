@@ -1,13 +1,8 @@
 #include "cli/report.h"
 
-#include <net/if.h>
-
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <utility>
-
-#include "cli/time_text.h"
 
 namespace mcgate::host {
 
@@ -16,12 +11,6 @@ namespace {
 template <class Value>
 nlohmann::json orNull(const std::optional<Value>& value) {
     return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
-}
-
-// An interface that is gone has no name any more.
-std::string interfaceName(std::uint32_t index) {
-    char name[IF_NAMESIZE] = {};
-    return if_indextoname(index, name) != nullptr ? name : "number " + std::to_string(index);
 }
 
 }  // namespace
@@ -41,45 +30,6 @@ void Report::write(const StreamValues& values, bool final) {
     last_ = now;
     lastBytes_ = values.bytes.value_or(0);
     while (next_ <= now) next_ += std::chrono::seconds(1);
-}
-
-void Report::tellInterface(const std::string& address, const std::string& local) const {
-    if (form_ == ReportForm::Json) {
-        const nlohmann::ordered_json line{{"event", "interface"}, {"address", address}, {"local", local}};
-        std::fprintf(stderr, "%s\n", line.dump().c_str());
-    }
-    if (form_ == ReportForm::Text) {
-        std::fprintf(stderr, "%s: %s goes by the interface of %s\n", name_.c_str(), address.c_str(), local.c_str());
-    }
-}
-
-void Report::tellInterfaceState(std::uint32_t index, bool up) {
-    const auto [told, isFirst] = toldUp_.try_emplace(index, up);
-    if (!isFirst && std::exchange(told->second, up) == up) return;
-    const auto now = std::chrono::system_clock::now();
-    const std::string name = interfaceName(index);
-    if (form_ == ReportForm::Json) {
-        const nlohmann::ordered_json line{
-            {"event", "interface_state"}, {"time", utcTime(now)}, {"name", name}, {"index", index}, {"up", up}};
-        std::fprintf(stderr, "%s\n", line.dump().c_str());
-    }
-    if (form_ == ReportForm::Text) {
-        std::fprintf(stderr, "%s: %s interface %s is %s\n", name_.c_str(), timeOfDay(now).c_str(), name.c_str(),
-                     up ? "up" : "down");
-    }
-}
-
-void Report::tellModule(const ModuleChoice& module) {
-    if (module.registered || module.path == toldModule_) return;
-    toldModule_ = module.path;
-    if (form_ == ReportForm::Json) {
-        const nlohmann::ordered_json line{{"event", "module"}, {"path", module.path}, {"registered", false}};
-        std::fprintf(stderr, "%s\n", line.dump().c_str());
-    }
-    if (form_ == ReportForm::Text) {
-        std::fprintf(stderr, "%s: by the module beside the command, as none is registered: %s\n", name_.c_str(),
-                     module.path.c_str());
-    }
 }
 
 void Report::writeJson(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {

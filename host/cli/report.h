@@ -2,11 +2,9 @@
 
 #include <chrono>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 
-#include "cli/module_loader.h"
 #include "streams/stream_values.h"
 
 namespace mcgate::host {
@@ -20,12 +18,6 @@ public:
     /// True once a second: it is time for the next line.
     bool due() const { return std::chrono::steady_clock::now() >= next_; }
     void write(const StreamValues& values, bool final);
-    /// Which interface the system chose for an address that was given without `local`.
-    void tellInterface(const std::string& address, const std::string& local) const;
-    /// That an interface behind a destination is up or down, with the time; once for each change.
-    void tellInterfaceState(std::uint32_t index, bool up);
-    /// Which module is used where none is registered; once.
-    void tellModule(const ModuleChoice& module);
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -40,8 +32,6 @@ private:
     Clock::time_point next_ = start_ + std::chrono::seconds(1);
     std::uint64_t lastBytes_ = 0;
     std::uint64_t toldDrops_ = 0;
-    std::map<std::uint32_t, bool> toldUp_;  ///< by interface index
-    std::string toldModule_;
 };
 
 }  // namespace mcgate::host

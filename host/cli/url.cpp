@@ -109,6 +109,18 @@ void checkSource(const std::string& url, const std::string& source, std::uint16_
     }
 }
 
+std::string bracket(const std::string& address) {
+    return address.find(':') == std::string::npos ? address : "[" + address + "]";
+}
+
+// Empty for an any address, which no local or source of a URL may be.
+std::string orNothing(const std::string& address) {
+    platform::SocketAddress value;
+    return platform::resolveNumeric(address, 0, value) == 0 && isAny(value) ? std::string() : address;
+}
+
+std::string optionText(const std::string& local) { return local.empty() ? local : "?local=" + bracket(local); }
+
 }  // namespace
 
 bool isReserved(const platform::SocketAddress& address) {
@@ -164,6 +176,18 @@ ReceiveUrl parseReceiveUrl(const std::string& text) {
     url.local = address;
     url.group = six ? "::" : "0.0.0.0";
     return url;
+}
+
+std::string urlText(const SendUrl& url) {
+    return "udp://" + bracket(url.remote) + ":" + std::to_string(url.port) + optionText(orNothing(url.local));
+}
+
+std::string urlText(const ReceiveUrl& url) {
+    const std::string port = ":" + std::to_string(url.port);
+    if (!isGroup(url.group)) return "udp://@" + bracket(url.local) + port;
+    const std::string source = orNothing(url.source);
+    return "udp://" + (source.empty() ? source : bracket(source)) + "@" + bracket(url.group) + port +
+           optionText(orNothing(url.local));
 }
 
 std::string routedInterface(const std::string& remote) {

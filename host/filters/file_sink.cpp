@@ -37,13 +37,17 @@ private:
     FileSink& sink_;
 };
 
-platform::ComPtr<FileSink> FileSink::create(const std::string& path, std::function<bool()> stopRequested) {
+platform::ComPtr<FileSink> FileSink::create(const std::string& path, std::function<bool()> stopRequested,
+                                            OutputFile::Begin begin) {
     if (!path.empty()) OutputFile::check(path);
-    return platform::ComPtr<FileSink>(new FileSink(path, std::move(stopRequested)));
+    return platform::ComPtr<FileSink>(new FileSink(path, std::move(stopRequested), begin));
 }
 
-FileSink::FileSink(const std::string& path, std::function<bool()> stopRequested)
-    : CBaseFilter(nullptr, nullptr, &filterLock_, GUID_NULL), path_(path), stopRequested_(std::move(stopRequested)) {
+FileSink::FileSink(const std::string& path, std::function<bool()> stopRequested, OutputFile::Begin begin)
+    : CBaseFilter(nullptr, nullptr, &filterLock_, GUID_NULL),
+      path_(path),
+      stopRequested_(std::move(stopRequested)),
+      begin_(begin) {
     pin_ = std::make_unique<Pin>(*this, &filterLock_);
 }
 
@@ -65,7 +69,8 @@ void FileSink::openFile() {
 
 void FileSink::openLocked() {
     if (path_.empty() || file_) return;
-    file_ = std::make_unique<OutputFile>(path_, [this] { return stopping_.load() || stopRequested_(); });
+    file_ = std::make_unique<OutputFile>(
+        path_, [this] { return stopping_.load() || stopRequested_(); }, begin_);
 }
 
 HRESULT FileSink::take(IMediaSample& sample) noexcept {

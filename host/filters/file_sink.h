@@ -30,7 +30,8 @@ public:
     /// `path` may be empty (nothing is written) or "-" (standard output). Throws std::runtime_error with path and
     /// reason for one that can't be written; the file itself is made by openFile or the first sample.
     static platform::ComPtr<FileSink> create(
-        const std::string& path, std::function<bool()> stopRequested = [] { return false; });
+        const std::string& path, std::function<bool()> stopRequested = [] { return false; },
+        OutputFile::Begin begin = OutputFile::Begin::Empty);
 
     /// Makes the file if it isn't there yet; throws as create does.
     void openFile();
@@ -42,7 +43,7 @@ public:
 
 private:
     class Pin;
-    FileSink(const std::string& path, std::function<bool()> stopRequested);
+    FileSink(const std::string& path, std::function<bool()> stopRequested, OutputFile::Begin begin);
     ~FileSink() override;
     HRESULT take(IMediaSample& sample) noexcept;
     void takeBytes(const std::uint8_t* data, std::size_t size);
@@ -54,6 +55,7 @@ private:
     std::unique_ptr<Pin> pin_;
     const std::string path_;
     const std::function<bool()> stopRequested_;
+    const OutputFile::Begin begin_;
     std::atomic<bool> stopping_{false};
     std::mutex fileLock_;
     std::unique_ptr<OutputFile> file_;

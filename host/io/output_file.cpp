@@ -30,8 +30,11 @@ constexpr const char* kStandardOutput = "standard output";
 
 }  // namespace
 
-OutputFile::OutputFile(const std::string& path, Stop stopRequested)
-    : path_(path), name_(path == "-" ? kStandardOutput : path), stopRequested_(std::move(stopRequested)) {
+OutputFile::OutputFile(const std::string& path, Stop stopRequested, Begin begin)
+    : path_(path),
+      name_(path == "-" ? kStandardOutput : path),
+      stopRequested_(std::move(stopRequested)),
+      flag_(begin == Begin::Append ? O_APPEND : O_TRUNC) {
     open();
 }
 
@@ -45,7 +48,7 @@ void OutputFile::fail() const { refuse(name_, errno); }
 bool OutputFile::open() {
     descriptor_ = path_ == "-"
                       ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
-                      : ::open(path_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+                      : ::open(path_.c_str(), O_WRONLY | O_CREAT | flag_ | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
     struct stat kind {};
     if (descriptor_ < 0) {
         const int error = errno;

@@ -18,9 +18,12 @@ public:
     /// Looked at every 100 ms of a wait.
     using Stop = std::function<bool()>;
 
-    /// Opens and empties it, without ever waiting. Throws std::runtime_error that names path and reason; write and
-    /// flush do the same.
-    OutputFile(const std::string& path, Stop stopRequested);
+    /// What becomes of a file that is there.
+    enum class Begin { Empty, Append };
+
+    /// Opens it, without ever waiting. Throws std::runtime_error that names path and reason; write and flush do the
+    /// same.
+    OutputFile(const std::string& path, Stop stopRequested, Begin begin = Begin::Empty);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -46,6 +49,7 @@ private:
     const std::string path_;
     const std::string name_;
     const Stop stopRequested_;
+    const int flag_;  ///< for opening
     int descriptor_ = -1;
     bool isFile_ = false;
     bool isSocket_ = false;

@@ -8,10 +8,12 @@
 
 namespace mcgate::host {
 
-/// Profiles list the streams of one process as JSON: docs/PROFILE.md and docs/profile.schema.json have the form.
+/// Profiles list the streams of one process as JSON (RFC 8259): docs/PROFILE.md tells the form, and
+/// docs/profile.schema.json has it as a schema.
 
 /// Reads a profile's text. Throws UsageError with the JSON path, the value and what would be right, for more than 1 MiB
-/// or 64 streams, an unknown key, a wrong type, a wrong URL or a value out of its range.
+/// or 64 streams, an unknown key, a wrong type, a wrong URL, a value out of its range, a name that stands twice, or two
+/// streams that read the standard input or write the same file.
 std::vector<StreamSettings> parseProfile(const std::string& text);
 /// One stream, as an entry of "graphs" has it; `path` is named in errors.
 StreamSettings parseStream(const nlohmann::json& entry, const std::string& path);

@@ -24,9 +24,14 @@ public:
     using Sink = std::function<void(const std::string& stream, const Notice& notice)>;
 
     explicit StreamSet(Sink sink);
+    /// Ends all streams, all at once, and waits for them.
+    ~StreamSet();
+    StreamSet(const StreamSet&) = delete;
+    StreamSet& operator=(const StreamSet&) = delete;
 
     /// Makes the set what a profile lists: streams whose settings are those that were given before go on untouched, the
-    /// others are made anew, those not listed end. Ended streams are waited for, all at once. Calls come one at a time.
+    /// others are made anew, those not listed end. Ended streams are waited for, all at once, before others are made.
+    /// Calls come one at a time. Throws UsageError, with nothing changed, for more than kMost.
     void apply(const std::vector<StreamSettings>& profile);
     /// Throws UsageError for a name that is taken, and for one stream too many.
     Entry add(const StreamSettings& settings);
@@ -37,6 +42,14 @@ public:
     std::shared_ptr<ManagedStream> find(std::uint32_t id) const;
     /// What a profile would list to get the same set with the addresses that the filters have by now.
     std::vector<StreamSettings> settings() const;
+
+private:
+    std::vector<Entry> takeOthers(const std::vector<StreamSettings>& profile);
+
+    const Sink sink_;
+    mutable std::mutex lock_;  // over what follows
+    std::vector<Entry> entries_;
+    std::uint32_t nextId_ = 1;
 };
 
 }  // namespace mcgate::host

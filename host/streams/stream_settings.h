@@ -42,6 +42,10 @@ struct RelaySettings {
 enum class StreamKind { Send, Receive, Relay };
 enum class StreamState { Stopped, Paused, Running };
 
+/// As profiles have them: "send", "receive", "relay"; "stopped", "paused", "running".
+const char* nameOf(StreamKind kind) noexcept;
+const char* nameOf(StreamState state) noexcept;
+
 /// One graph of a profile.
 struct StreamSettings {
     std::string name;                          ///< unique in its profile

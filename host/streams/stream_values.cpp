@@ -7,4 +7,10 @@ void StreamValues::measure(const StreamMeter::Figures& figures) {
     if (figures.spacingSamples > 0) spacing = {figures.medianMs, figures.p99Ms, figures.maxMs};
 }
 
+void StreamValues::keepWhatAStopTakes(const StreamValues& before) {
+    dataPresent = before.dataPresent;
+    kernelDrops = before.kernelDrops;
+    kernelDropsHint = before.kernelDropsHint;
+}
+
 }  // namespace mcgate::host

@@ -33,6 +33,8 @@ struct StreamValues {
 
     /// Takes over what a meter found.
     void measure(const StreamMeter::Figures& figures);
+    /// Takes over what is no longer known of a receiver that was stopped: its data state, and its socket's drops.
+    void keepWhatAStopTakes(const StreamValues& before);
 };
 
 }  // namespace mcgate::host

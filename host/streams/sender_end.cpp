@@ -1,14 +1,14 @@
-#include "cli/sender_end.h"
+#include "streams/sender_end.h"
 
 #include <optional>
+#include <utility>
 
 #include "cli/configuration_file.h"
 #include "cli/demand.h"
 #include "cli/module_loader.h"
-#include "cli/stop_signal.h"
-#include "cli/url.h"
 #include "interfaces/class_ids.h"
 #include "platform/native_thread.h"
+#include "streams/notices.h"
 
 namespace mcgate::host {
 
@@ -42,10 +42,11 @@ std::optional<SavedConfiguration> savedDestinations(const SenderOptions& options
 
 }  // namespace
 
-SenderEnd::SenderEnd(const SenderOptions& options, HostLog& log, Report& report) : log_(log), report_(report) {
+SenderEnd::SenderEnd(const SenderOptions& options, StreamLog& log, NoticeSink sink)
+    : log_(log), sink_(std::move(sink)) {
     for (const auto& text : options.destinations) parseSendUrl(text);  // wrong use is told before all else
     const auto saved = savedDestinations(options);
-    report_.tellModule(moduleOf(CLSID_CNetworkSend));
+    tellModule(CLSID_CNetworkSend, sink_);
     filter_ = host::create<IBaseFilter>(CLSID_CNetworkSend);
     made_ = std::chrono::steady_clock::now();
     config_ = filter_.query<ISenderConfig>();
@@ -72,26 +73,56 @@ void SenderEnd::addDestinations(const std::vector<std::string>& destinations) {
         SendUrl url = parseSendUrl(text);
         if (url.local.empty() && isGroup(url.remote)) {
             url.local = routedInterface(url.remote);
-            report_.tellInterface(url.remote, url.local);
+            tellChosenInterface(url.remote, url.local, sink_);
         }
         if (url.local.empty()) url.local = url.remote.find(':') != std::string::npos ? "::" : "0.0.0.0";
         std::int32_t index = -1;
         demand(config_->AddDestination(platform::toWide(url.remote).c_str(), url.port,
                                        platform::toWide(url.local).c_str(), &index),
                "can't send to " + text);
+        if (const auto kept = destination(index)) given_[index] = {text, *kept};
     }
+}
+
+std::optional<SendUrl> SenderEnd::destination(std::int32_t index) const {
+    platform::BstrPtr remote;
+    platform::BstrPtr local;
+    std::uint32_t port = 0;
+    if (config_->GetDestination(index, remote.put(), &port, local.put()) != S_OK) return {};
+    return SendUrl{platform::toNarrow(remote.get()), static_cast<std::uint16_t>(port), platform::toNarrow(local.get())};
+}
+
+std::vector<std::string> SenderEnd::destinations() const {
+    std::vector<std::string> result;
+    std::int32_t index = 0;
+    while (const auto present = destination(index)) {
+        const auto given = given_.find(index++);
+        result.push_back(given != given_.end() && given->second.kept == *present ? given->second.text
+                                                                                 : urlText(*present));
+    }
+    return result;
 }
 
 // The sender's clock estimate begins at its creation, before it has the graph's clock. A first look at that clock a
 // second or more later is taken over whole; an earlier one in part only, and the rest would pass for time elapsed in
 // the stream.
-void SenderEnd::letClockSettle(FilterGraph& graph) const {
+void SenderEnd::letClockSettle(FilterGraph& graph, const std::function<bool()>& stopRequested) const {
     while (!stopRequested() && std::chrono::steady_clock::now() - made_ < kClockSettles) graph.nextEvent(kLook);
 }
 
-void SenderEnd::heed(const FilterGraph::Event& event) const {
+// Once for each change.
+void SenderEnd::heed(const FilterGraph::Event& event) {
     if (event.code != ISenderConfig::kInterfaceEvent) return;
-    report_.tellInterfaceState(static_cast<std::uint32_t>(event.p1), event.p2 != 0);
+    const auto interfaceIndex = static_cast<std::uint32_t>(event.p1);
+    const bool up = event.p2 != 0;
+    const auto [told, isFirst] = toldUp_.try_emplace(interfaceIndex, up);
+    if (!isFirst && std::exchange(told->second, up) == up) return;
+    tellInterfaceState(interfaceIndex, up, sink_);
+}
+
+void SenderEnd::restart() {
+    counter_.restart();
+    lastDatagrams_ = 0;
 }
 
 void SenderEnd::fill(StreamValues& values, std::uint64_t delivered) {

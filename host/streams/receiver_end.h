@@ -4,13 +4,13 @@
 #include <optional>
 #include <string>
 
-#include "cli/host_log.h"
 #include "cli/kernel_drops.h"
-#include "cli/report.h"
 #include "cli/saved_configuration.h"
 #include "cli/url.h"
 #include "graph/filter_graph.h"
 #include "interfaces/i_source_config.h"
+#include "streams/stream_log.h"
+#include "streams/stream_values.h"
 
 namespace mcgate::host {
 
@@ -20,13 +20,13 @@ struct ReceiverOptions {
     std::int32_t timeoutMs = 5000;
 };
 
-/// The receiver filter as the commands use it: made, configured, and unplugged when the object goes. The graph is torn
-/// down by then; log and report outlive it. One thread.
+/// The receiver filter as a stream uses it: made, configured, and unplugged when the object goes. The graph is torn
+/// down by then; the log outlives it. One thread, but for source.
 class ReceiverEnd {
 public:
     /// Throws UsageError for a wrong URL or a file that holds no receiver's configuration, std::runtime_error for what
     /// could not be set up.
-    ReceiverEnd(const ReceiverOptions& options, HostLog& log, Report& report);
+    ReceiverEnd(const ReceiverOptions& options, StreamLog& log, const NoticeSink& sink);
     ~ReceiverEnd();
     ReceiverEnd(const ReceiverEnd&) = delete;
     ReceiverEnd& operator=(const ReceiverEnd&) = delete;
@@ -37,15 +37,21 @@ public:
     std::string whyNot(HRESULT status) const;
     /// What the receiver and the kernel know for a report.
     void fill(StreamValues& values);
+    /// The counts begin anew.
+    void restart();
+    /// The URL of what it receives by now; as it was given where the filter still has what that made of it.
+    std::string source() const;
 
 private:
     void configure();
+    std::optional<ReceiveUrl> present() const;
 
     const std::string name_;  ///< of what is received, for messages
     const std::optional<SavedConfiguration> saved_;
     ReceiveUrl url_;
-    HostLog& log_;
-    KernelDrops drops_;
+    StreamLog& log_;
+    std::optional<KernelDrops> drops_;
+    std::optional<ReceiveUrl> kept_;  ///< what was given, as the filter gave it back
     platform::ComPtr<IBaseFilter> filter_;
     platform::ComPtr<ISourceConfig> config_;
 };

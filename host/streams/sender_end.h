@@ -2,15 +2,19 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/datagram_counter.h"
-#include "cli/host_log.h"
-#include "cli/report.h"
+#include "cli/url.h"
 #include "graph/filter_graph.h"
 #include "interfaces/i_delay_crossing_point_filter.h"
 #include "interfaces/i_sender_config.h"
+#include "streams/stream_log.h"
+#include "streams/stream_values.h"
 
 namespace mcgate::host {
 
@@ -22,13 +26,13 @@ struct SenderOptions {
     bool noPacing = false;
 };
 
-/// The sender filter as the commands use it: made and configured, followed at both crossing points, and unplugged when
-/// the object goes. The graph is torn down by then; log and report outlive it. One thread, but for the counter.
+/// The sender filter as a stream uses it: made and configured, followed at both crossing points, and unplugged when the
+/// object goes. The graph is torn down by then; the log outlives it. One thread, but for the counter and destinations.
 class SenderEnd {
 public:
     /// Throws UsageError for a wrong URL or a file that holds no sender's configuration, std::runtime_error for what
     /// could not be set up.
-    SenderEnd(const SenderOptions& options, HostLog& log, Report& report);
+    SenderEnd(const SenderOptions& options, StreamLog& log, NoticeSink sink);
     ~SenderEnd();
     SenderEnd(const SenderEnd&) = delete;
     SenderEnd& operator=(const SenderEnd&) = delete;
@@ -37,18 +41,29 @@ public:
     platform::ComPtr<IPin> input() const { return findPin(*filter_, PINDIR_INPUT); }
     DatagramCounter& counter() noexcept { return counter_; }
 
-    /// To be called before the graph runs. Ends early on a stop request.
-    void letClockSettle(FilterGraph& graph) const;
+    /// To be called before the graph runs. Ends early once `stopRequested` says so.
+    void letClockSettle(FilterGraph& graph, const std::function<bool()>& stopRequested) const;
     /// Tells what an event of the graph says about the interfaces behind the destinations.
-    void heed(const FilterGraph::Event& event) const;
+    void heed(const FilterGraph::Event& event);
     /// What the sender knows for a report; `delivered`: samples handed to it, counted before this call.
     void fill(StreamValues& values, std::uint64_t delivered);
+    /// The counts begin anew.
+    void restart();
+    /// The URLs of where it sends by now; one as it was given where the filter still has what that made of it.
+    std::vector<std::string> destinations() const;
 
 private:
+    struct Given {
+        std::string text;
+        SendUrl kept;  ///< as the filter gave it back
+    };
     void addDestinations(const std::vector<std::string>& destinations);
+    std::optional<SendUrl> destination(std::int32_t index) const;
 
-    HostLog& log_;
-    Report& report_;
+    StreamLog& log_;
+    const NoticeSink sink_;
+    std::map<std::int32_t, Given> given_;   ///< by the filter's index
+    std::map<std::uint32_t, bool> toldUp_;  ///< by interface index
     DatagramCounter counter_;
     std::uint64_t lastDatagrams_ = 0;
     platform::ComPtr<IBaseFilter> filter_;

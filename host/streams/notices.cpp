@@ -1,0 +1,45 @@
+#include "streams/notices.h"
+
+#include <net/if.h>
+
+#include "cli/module_loader.h"
+
+namespace mcgate::host {
+
+namespace {
+
+// An interface that is gone has no name any more.
+std::string interfaceName(std::uint32_t index) {
+    char name[IF_NAMESIZE] = {};
+    return if_indextoname(index, name) != nullptr ? name : "number " + std::to_string(index);
+}
+
+}  // namespace
+
+void tellModule(const GUID& classId, const NoticeSink& sink) {
+    const ModuleChoice module = moduleOf(classId);
+    if (module.registered) return;
+    Notice notice;
+    notice.text = "by the module beside the command, as none is registered: " + module.path;
+    notice.about = ModuleBeside{module.path};
+    sink(notice);
+}
+
+void tellChosenInterface(const std::string& address, const std::string& local, const NoticeSink& sink) {
+    Notice notice;
+    notice.kind = Notice::Kind::Interface;
+    notice.text = address + " goes by the interface of " + local;
+    notice.about = ChosenInterface{address, local};
+    sink(notice);
+}
+
+void tellInterfaceState(std::uint32_t index, bool up, const NoticeSink& sink) {
+    const std::string name = interfaceName(index);
+    Notice notice;
+    notice.kind = Notice::Kind::Interface;
+    notice.text = "interface " + name + " is " + (up ? "up" : "down");
+    notice.about = InterfaceState{index, name, up};
+    sink(notice);
+}
+
+}  // namespace mcgate::host

@@ -1,0 +1,313 @@
+#include "streams/profile.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <set>
+#include <stdexcept>
+
+#include "cli/configuration_file.h"
+#include "cli/demand.h"
+#include "cli/url.h"
+#include "platform/file_stream.h"
+#include "streams/stream_set.h"
+
+namespace mcgate::host {
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr std::size_t kMostText = 1U << 20;
+constexpr std::size_t kMostName = 64;
+constexpr std::int64_t kHour = 3'600'000;
+constexpr const char* kForm = R"({"graphs": [...]})";
+
+[[noreturn]] void refuse(const std::string& path, const std::string& reason, const std::string& right) {
+    throw UsageError(path + ": " + reason + "; right would be " + right);
+}
+
+// A long value is told by its beginning.
+std::string shown(const Json& value) {
+    constexpr std::size_t kMost = 80;
+    const std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
+    return text.size() <= kMost ? text : text.substr(0, kMost) + "...";
+}
+
+bool isControl(char one) { return static_cast<unsigned char>(one) < 0x20 || one == 0x7F; }
+
+/// An object of a profile, whose keys are asked for one by one.
+class Entry {
+public:
+    Entry(const Json& value, std::string path) : value_(value), path_(std::move(path)) {
+        if (!value.is_object()) refuse(path_, shown(value) + " is no object", R"({"name": ..., "kind": ..., ...})");
+    }
+    std::string at(const std::string& key) const { return path_ + "." + key; }
+    bool has(const char* key) const { return value_.contains(key); }
+
+    std::string text(const char* key) {
+        const Json& value = needed(key, "a text");
+        if (!value.is_string() || value.get_ref<const std::string&>().empty()) {
+            refuse(at(key), shown(value) + " is no text, or an empty one", "a text");
+        }
+        return value;
+    }
+    std::string text(const char* key, const char* otherwise) { return has(key) ? text(key) : note(key, otherwise); }
+    bool truth(const char* key, bool otherwise) {
+        note(key, "");
+        if (!has(key)) return otherwise;
+        const Json& value = value_.at(key);
+        if (!value.is_boolean()) refuse(at(key), shown(value) + " is neither true nor false", "true or false");
+        return value;
+    }
+    std::int64_t number(const char* key, std::int64_t least, std::int64_t most, std::int64_t otherwise) {
+        note(key, "");
+        if (!has(key)) return otherwise;
+        const Json& value = value_.at(key);
+        const bool fits = value.is_number_integer() && value >= least && value <= most;
+        if (!fits) {
+            refuse(at(key), shown(value) + " is no whole number of milliseconds in the range",
+                   std::to_string(least) + " to " + std::to_string(most));
+        }
+        return value;
+    }
+    const Json& list(const char* key) {
+        const Json& value = needed(key, "a list");
+        if (!value.is_array() || value.empty()) {
+            refuse(at(key), shown(value) + " is no list, or an empty one",
+                   R"(a list such as ["udp://239.1.1.1:5000"])");
+        }
+        return value;
+    }
+    /// What stands here and was not asked for.
+    void refuseOthers() const {
+        for (const auto& [key, value] : value_.items()) {
+            if (known_.count(key) != 0) continue;
+            std::string names;
+            for (const auto& name : known_) names += (names.empty() ? "" : ", ") + name;
+            refuse(at(key), "'" + key + "' is no key of this kind of graph", "one of " + names);
+        }
+    }
+
+private:
+    const char* note(const char* key, const char* otherwise) {
+        known_.insert(key);
+        return otherwise;
+    }
+    const Json& needed(const char* key, const char* what) {
+        note(key, "");
+        if (!has(key)) refuse(path_, std::string("'") + key + "' is missing", std::string(what) + " under that key");
+        return value_.at(key);
+    }
+
+    const Json& value_;
+    const std::string path_;
+    std::set<std::string> known_;
+};
+
+// What the URL's own error says, with the place in front.
+template <class Parse>
+void checkUrl(const std::string& path, const std::string& url, Parse&& parse) {
+    try {
+        parse(url);
+    } catch (const UsageError& problem) {
+        throw UsageError(path + ": " + problem.what());
+    }
+}
+
+std::vector<std::string> destinations(Entry& entry) {
+    std::vector<std::string> result;
+    for (const auto& value : entry.list("to")) {
+        const std::string path = entry.at("to") + "[" + std::to_string(result.size()) + "]";
+        if (!value.is_string()) refuse(path, shown(value) + " is no text", R"("udp://239.1.1.1:5000")");
+        checkUrl(path, value, parseSendUrl);
+        result.push_back(value);
+    }
+    return result;
+}
+
+std::string source(Entry& entry) {
+    std::string url = entry.text("input");
+    checkUrl(entry.at("input"), url, parseReceiveUrl);
+    return url;
+}
+
+SendSettings sendSettings(Entry& entry) {
+    SendSettings send;
+    send.input = entry.text("input");
+    send.to = destinations(entry);
+    send.offsetMs = entry.number("offset_ms", -kHour, kHour, send.offsetMs);
+    send.pacing = entry.truth("pacing", send.pacing);
+    send.loop = entry.truth("loop", send.loop);
+    if (send.loop && send.input == "-") {
+        refuse(entry.at("loop"), "standard input can't be read again", "false, or a file as input");
+    }
+    return send;
+}
+
+ReceiveSettings receiveSettings(Entry& entry) {
+    ReceiveSettings receive;
+    receive.input = source(entry);
+    receive.out = entry.text("out", "");
+    receive.timeoutMs = static_cast<std::int32_t>(entry.number("timeout_ms", 0, kHour, receive.timeoutMs));
+    return receive;
+}
+
+RelaySettings relaySettings(Entry& entry) {
+    RelaySettings relay;
+    relay.input = source(entry);
+    relay.to = destinations(entry);
+    relay.privateStream = entry.truth("private", relay.privateStream);
+    relay.offsetMs = entry.number("offset_ms", -kHour, 10'000, relay.offsetMs);
+    relay.pacing = entry.truth("pacing", relay.pacing);
+    relay.timeoutMs = static_cast<std::int32_t>(entry.number("timeout_ms", 1000, kHour, relay.timeoutMs));
+    for (const char* key : {"offset_ms", "pacing"}) {
+        if (!relay.privateStream || !entry.has(key)) continue;
+        refuse(entry.at(key), "a private stream is never paced", std::string("no '") + key + "' beside 'private'");
+    }
+    return relay;
+}
+
+StreamState startOf(Entry& entry) {
+    const std::string word = entry.text("start", nameOf(StreamState::Running));
+    for (const auto state : {StreamState::Running, StreamState::Paused, StreamState::Stopped}) {
+        if (word == nameOf(state)) return state;
+    }
+    refuse(entry.at("start"), "'" + word + "' is no state", "running, paused or stopped");
+}
+
+std::string nameIn(Entry& entry) {
+    std::string name = entry.text("name");
+    if (name.size() > kMostName || std::any_of(name.begin(), name.end(), isControl)) {
+        refuse(entry.at("name"), shown(name) + " is too long or holds a control character", "1 to 64 bytes of text");
+    }
+    return name;
+}
+
+std::string outOf(const StreamSettings& stream) {
+    const auto* receive = std::get_if<ReceiveSettings>(&stream.of);
+    return receive != nullptr ? receive->out : std::string();
+}
+
+bool readsStandardInput(const StreamSettings& stream) {
+    const auto* send = std::get_if<SendSettings>(&stream.of);
+    return send != nullptr && send->input == "-";
+}
+
+// Two streams of a profile that would be in each other's way.
+void checkApart(const StreamSettings& one, const StreamSettings& other, const std::string& path) {
+    const std::string by = "is taken by '" + other.name + "'";
+    if (one.name == other.name) refuse(path + ".name", "'" + one.name + "' stands twice", "another name");
+    if (readsStandardInput(one) && readsStandardInput(other)) {
+        refuse(path + ".input", "standard input " + by, "a file or a named pipe");
+    }
+    if (!outOf(one).empty() && outOf(one) == outOf(other)) {
+        refuse(path + ".out", "'" + outOf(one) + "' " + by, "another file");
+    }
+}
+
+void describe(nlohmann::ordered_json& entry, const SendSettings& send) {
+    entry["input"] = send.input;
+    entry["to"] = send.to;
+    entry["offset_ms"] = send.offsetMs;
+    entry["pacing"] = send.pacing;
+    entry["loop"] = send.loop;
+}
+
+void describe(nlohmann::ordered_json& entry, const ReceiveSettings& receive) {
+    entry["input"] = receive.input;
+    if (!receive.out.empty()) entry["out"] = receive.out;
+    entry["timeout_ms"] = receive.timeoutMs;
+}
+
+void describe(nlohmann::ordered_json& entry, const RelaySettings& relay) {
+    entry["input"] = relay.input;
+    entry["to"] = relay.to;
+    entry["private"] = relay.privateStream;
+    if (!relay.privateStream) entry["offset_ms"] = relay.offsetMs;
+    if (!relay.privateStream) entry["pacing"] = relay.pacing;
+    entry["timeout_ms"] = relay.timeoutMs;
+}
+
+Json parseJson(const std::string& text) {
+    if (text.size() > kMostText) refuse("profile", "it is longer than 1 MiB", kForm);
+    try {
+        return Json::parse(text);
+    } catch (const Json::exception& problem) {
+        const std::string reason = problem.what();
+        const auto begin = reason.find("] ");
+        refuse("profile", "it is no JSON: " + (begin == std::string::npos ? reason : reason.substr(begin + 2)), kForm);
+    }
+}
+
+}  // namespace
+
+StreamSettings parseStream(const Json& value, const std::string& path) {
+    Entry entry(value, path);
+    StreamSettings stream;
+    stream.name = nameIn(entry);
+    const std::string kind = entry.text("kind");
+    stream.start = startOf(entry);
+    if (kind == nameOf(StreamKind::Send)) {
+        stream.of = sendSettings(entry);
+    } else if (kind == nameOf(StreamKind::Receive)) {
+        stream.of = receiveSettings(entry);
+    } else if (kind == nameOf(StreamKind::Relay)) {
+        stream.of = relaySettings(entry);
+    } else {
+        refuse(entry.at("kind"), "'" + kind + "' is no kind of graph", "send, receive or relay");
+    }
+    entry.refuseOthers();
+    return stream;
+}
+
+std::vector<StreamSettings> parseProfile(const std::string& text) {
+    const Json profile = parseJson(text);
+    if (!profile.is_object() || !profile.contains("graphs") || !profile.at("graphs").is_array()) {
+        refuse("profile", "it holds no list 'graphs'", kForm);
+    }
+    if (profile.size() > 1) refuse("profile", "it holds more keys than 'graphs'", kForm);
+    const Json& graphs = profile.at("graphs");
+    if (graphs.size() > StreamSet::kMost) {
+        refuse("graphs", std::to_string(graphs.size()) + " graphs are too many",
+               "up to " + std::to_string(StreamSet::kMost));
+    }
+    std::vector<StreamSettings> streams;
+    for (const auto& entry : graphs) {
+        const std::string path = "graphs[" + std::to_string(streams.size()) + "]";
+        const StreamSettings stream = parseStream(entry, path);
+        for (const auto& other : streams) checkApart(stream, other, path);
+        streams.push_back(stream);
+    }
+    return streams;
+}
+
+nlohmann::ordered_json profileJson(const std::vector<StreamSettings>& streams) {
+    auto graphs = nlohmann::ordered_json::array();
+    for (const auto& stream : streams) {
+        nlohmann::ordered_json entry{{"name", stream.name}, {"kind", nameOf(stream.kind())}};
+        std::visit([&entry](const auto& of) { describe(entry, of); }, stream.of);
+        entry["start"] = nameOf(stream.start);
+        graphs.push_back(std::move(entry));
+    }
+    return {{"graphs", std::move(graphs)}};
+}
+
+std::vector<StreamSettings> readProfile(const std::string& path) {
+    try {
+        const auto content = readWhole(path, "profile");
+        return parseProfile({content.begin(), content.end()});
+    } catch (const UsageError& problem) {
+        throw UsageError(path + ": " + problem.what());
+    } catch (const std::runtime_error& problem) {
+        throw UsageError(problem.what());
+    }
+}
+
+void writeProfile(const std::string& path, const std::vector<StreamSettings>& streams) {
+    const std::string text = profileJson(streams).dump(2) + '\n';
+    const auto file = platform::FileStream::create(path);
+    demand(file->Write(text.data(), static_cast<std::uint32_t>(text.size()), nullptr), "can't write " + path);
+    file->commit();
+}
+
+}  // namespace mcgate::host

@@ -1,0 +1,92 @@
+#include "streams/stream_set.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "cli/url.h"
+
+namespace mcgate::host {
+
+namespace {
+
+// All are asked before the first is waited for.
+void endAll(const std::vector<StreamSet::Entry>& entries) {
+    for (const auto& entry : entries) entry.stream->beginEnd();
+    for (const auto& entry : entries) entry.stream->end();
+}
+
+bool isListed(const StreamSet::Entry& entry, const std::vector<StreamSettings>& profile) {
+    return std::find(profile.begin(), profile.end(), entry.stream->given()) != profile.end();
+}
+
+[[noreturn]] void refuseMore() {
+    throw UsageError("there may be " + std::to_string(StreamSet::kMost) +
+                     " streams at most; right would be to remove one first");
+}
+
+}  // namespace
+
+StreamSet::StreamSet(Sink sink) : sink_(std::move(sink)) {}
+
+StreamSet::~StreamSet() { endAll(entries_); }
+
+void StreamSet::apply(const std::vector<StreamSettings>& profile) {
+    if (profile.size() > kMost) refuseMore();
+    endAll(takeOthers(profile));
+    for (const auto& settings : profile) {
+        const auto present = all();
+        const bool isThere = std::any_of(present.begin(), present.end(),
+                                         [&](const Entry& entry) { return entry.stream->given() == settings; });
+        if (!isThere) add(settings);
+    }
+}
+
+std::vector<StreamSet::Entry> StreamSet::takeOthers(const std::vector<StreamSettings>& profile) {
+    const std::lock_guard hold(lock_);
+    const auto others = std::stable_partition(entries_.begin(), entries_.end(),
+                                              [&](const Entry& entry) { return isListed(entry, profile); });
+    std::vector<Entry> taken(std::make_move_iterator(others), std::make_move_iterator(entries_.end()));
+    entries_.erase(others, entries_.end());
+    return taken;
+}
+
+StreamSet::Entry StreamSet::add(const StreamSettings& settings) {
+    const std::lock_guard hold(lock_);
+    for (const auto& entry : entries_) {
+        if (entry.stream->given().name != settings.name) continue;
+        throw UsageError("the name '" + settings.name + "' is taken; right would be another name");
+    }
+    if (entries_.size() >= kMost) refuseMore();
+    const auto tell = [sink = sink_, name = settings.name](const Notice& notice) { sink(name, notice); };
+    return entries_.emplace_back(Entry{nextId_++, std::make_shared<ManagedStream>(settings, tell)});
+}
+
+bool StreamSet::remove(std::uint32_t id) {
+    std::unique_lock hold(lock_);
+    const auto found = std::find_if(entries_.begin(), entries_.end(), [id](const Entry& one) { return one.id == id; });
+    if (found == entries_.end()) return false;
+    const auto stream = found->stream;
+    entries_.erase(found);
+    hold.unlock();
+    stream->end();
+    return true;
+}
+
+std::vector<StreamSet::Entry> StreamSet::all() const {
+    const std::lock_guard hold(lock_);
+    return entries_;
+}
+
+std::shared_ptr<ManagedStream> StreamSet::find(std::uint32_t id) const {
+    const std::lock_guard hold(lock_);
+    const auto found = std::find_if(entries_.begin(), entries_.end(), [id](const Entry& one) { return one.id == id; });
+    return found != entries_.end() ? found->stream : nullptr;
+}
+
+std::vector<StreamSettings> StreamSet::settings() const {
+    std::vector<StreamSettings> result;
+    for (const auto& entry : all()) result.push_back(entry.stream->settings());
+    return result;
+}
+
+}  // namespace mcgate::host

@@ -1,0 +1,80 @@
+#include "streams/profile.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "cli/url.h"
+
+namespace {
+
+using mcgate::host::parseProfile;
+using mcgate::host::profileJson;
+using mcgate::host::UsageError;
+
+std::string graph(const std::string& members) { return R"({"graphs": [{)" + members + "}]}"; }
+
+std::string refusalOf(const std::string& text) {
+    try {
+        parseProfile(text);
+        return "taken";
+    } catch (const UsageError& problem) {
+        return problem.what();
+    }
+}
+
+TEST(Profile, WhatIsWrittenIsReadAsTheSame) {
+    const auto streams = parseProfile(R"({"graphs": [
+        {"name": "a", "kind": "send", "input": "a.ts", "to": ["udp://239.1.1.1:5000?local=10.0.0.1", "udp://[fd00::2]:9"],
+         "offset_ms": -5, "pacing": false, "loop": true, "start": "paused"},
+        {"name": "b", "kind": "receive", "input": "udp://@239.1.1.1:5000", "out": "b.ts", "timeout_ms": 0},
+        {"name": "c", "kind": "receive", "input": "udp://@:5000", "start": "stopped"},
+        {"name": "d", "kind": "relay", "input": "udp://@:5001", "to": ["udp://10.0.0.2:1"], "offset_ms": 10000},
+        {"name": "e", "kind": "relay", "input": "udp://@:5002", "to": ["udp://10.0.0.2:2"], "private": true}]})");
+    ASSERT_EQ(streams.size(), 5U);
+    EXPECT_EQ(parseProfile(profileJson(streams).dump()), streams);
+}
+
+TEST(Profile, ARefusalNamesPlaceValueAndWhatWouldBeRight) {
+    const std::string send = R"("name": "a", "kind": "send", "input": "a.ts", "to": ["udp://10.0.0.2:5000"])";
+    const std::string relay = R"("name": "a", "kind": "relay", "input": "udp://@:1", "to": ["udp://10.0.0.2:5000"])";
+    const struct {
+        std::string text;
+        std::string begin;
+        std::string right;
+    } table[] = {
+        {"{", "profile: it is no JSON: parse error", R"({"graphs": [...]})"},
+        {"[]", "profile: it holds no list 'graphs'", R"({"graphs": [...]})"},
+        {R"({"graphs": [], "b": 1})", "profile: it holds more keys", R"({"graphs": [...]})"},
+        {R"({"graphs": [7]})", "graphs[0]: 7 is no object", "...}"},
+        {graph(R"("kind": "send")"), "graphs[0]: 'name' is missing", "a text under that key"},
+        {graph(R"("name": "a\u0007", "kind": "send")"), R"(graphs[0].name: "a\u0007" is too long)",
+         "1 to 64 bytes of text"},
+        {graph(R"("name": "a", "kind": "sent")"), "graphs[0].kind: 'sent' is no kind", "send, receive or relay"},
+        {graph(send + R"(, "timeout_ms": 1)"), "graphs[0].timeout_ms: 'timeout_ms' is no key", "start, to"},
+        {graph(send + R"(, "offset_ms": 3600001)"), "graphs[0].offset_ms: 3600001 is", "-3600000 to 3600000"},
+        {graph(send + R"(, "offset_ms": 1.5)"), "graphs[0].offset_ms: 1.5 is", "-3600000 to 3600000"},
+        {graph(send + R"(, "pacing": "no")"), R"(graphs[0].pacing: "no" is neither)", "true or false"},
+        {graph(send + R"(, "start": "on")"), "graphs[0].start: 'on' is no state", "running, paused or stopped"},
+        {graph(relay + R"(, "timeout_ms": 999)"), "graphs[0].timeout_ms: 999 is", "1000 to 3600000"},
+        {graph(relay + R"(, "private": true, "pacing": true)"), "graphs[0].pacing: a private", "beside 'private'"},
+        {graph(R"("name": "a", "kind": "send", "input": "a.ts", "to": [])"), "graphs[0].to: [] is no list", "5000\"]"},
+        {graph(R"("name": "a", "kind": "send", "input": "a.ts", "to": ["udp://x:1"])"), "graphs[0].to[0]: 'udp://x:1'",
+         "udp://239.1.1.1:5000"},
+        {graph(R"("name": "a", "kind": "send", "input": "-", "to": ["udp://10.0.0.2:5000"], "loop": true)"),
+         "graphs[0].loop: standard input", "a file as input"},
+        {R"({"graphs": [{)" + send + "}, {" + send + "}]}", "graphs[1].name: 'a' stands twice", "another name"},
+        {R"({"graphs": [{"name": "a", "kind": "receive", "input": "udp://@:1", "out": "x"},
+                        {"name": "b", "kind": "receive", "input": "udp://@:2", "out": "x"}]})",
+         "graphs[1].out: 'x' is taken by 'a'", "another file"},
+        {std::string(1048577, ' '), "profile: it is longer than 1 MiB", R"({"graphs": [...]})"},
+    };
+    for (const auto& row : table) {
+        const std::string refusal = refusalOf(row.text);
+        EXPECT_TRUE(refusal.starts_with(row.begin)) << refusal;
+        EXPECT_TRUE(refusal.ends_with(row.right)) << refusal;
+        EXPECT_NE(refusal.find("; right would be "), std::string::npos) << refusal;
+    }
+}
+
+}  // namespace
