@@ -27,7 +27,8 @@ constexpr ControlTemplate kReceiverControls[] = {
      "Leave empty for any source. 0.0.0.0 shows that there is none, but is applied as a source of its own."},
     {{kFirstLabel + 6, Label, label(128)}, "Time-out (ms)"},
     {{kTimeout, Edit, field(128)}},
-    {{kDataState, Label, {8, 152, 88, 162}}},
+    {{kFirstLabel + 7, Label, label(150)}, "Data state"},
+    {{kDataState, Label, {92, 152, 140, 162}}},
     {{kApply, Button, {142, 150, 192, 164}}, "Apply"},
 };
 
