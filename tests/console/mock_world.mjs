@@ -22,7 +22,8 @@ function parseUrl(text) {
 
 function control(id, kind, label, [x, y, width], text = '', items = undefined) {
     const combo = items === undefined ? {} : { items, selection: -1 };
-    return { id, kind, label, x, y, width, height: kind === 'text' ? 10 : 14, text, ...combo };
+    const height = { text: 10, label: 20 }[kind] ?? 14;
+    return { id, kind, label, x, y, width, height, text, ...combo };
 }
 
 function comboOf(id, label, place, local) {
@@ -33,26 +34,34 @@ function comboOf(id, label, place, local) {
     return combo;
 }
 
+/** As the program gives the dialogs of both filters. */
 class Page {
     constructor(number, filter, graph) {
         Object.assign(this, { number, filter, graph, revision: 1 });
         const [first, second] = graph.to;
         this.controls = filter === 'sender' ? [
-            control(1004, 'edit', 'Address 1', [7, 18, 90], first?.remote),
-            control(1003, 'edit', 'Port 1', [103, 18, 40], String(first?.port ?? '')),
-            comboOf(1002, 'Interface 1', [149, 18, 90], first?.local ?? '0.0.0.0'),
-            control(1006, 'edit', 'Address 2', [7, 48, 90], second?.remote ?? ''),
-            control(1008, 'edit', 'Port 2', [103, 48, 40], String(second?.port ?? '')),
-            comboOf(1009, 'Interface 2', [149, 48, 90], second?.local ?? '0.0.0.0'),
-            control(1005, 'button', 'Apply', [7, 74, 50], 'Apply'),
+            control(1004, 'edit', 'Send to address 1', [8, 20, 90], first?.remote),
+            control(1003, 'edit', 'Port 1', [102, 20, 40], String(first?.port ?? '')),
+            comboOf(1002, 'Local interface 1', [146, 20, 100], first?.local ?? '0.0.0.0'),
+            control(1006, 'edit', 'Send to address 2', [8, 38, 90], second?.remote ?? ''),
+            control(1008, 'edit', 'Port 2', [102, 38, 40], String(second?.port ?? '')),
+            comboOf(1009, 'Local interface 2', [146, 38, 100], second?.local ?? '0.0.0.0'),
+            control(1103, 'label', '', [8, 56, 238], 'An emptied row stays in the filter. Choose an interface in ' +
+                'place of "undefined" before applying: with that word the sender can\'t start. Changes act at the ' +
+                'next start.'),
+            control(1005, 'button', '', [196, 90, 50], 'Apply'),
         ] : [
-            control(1004, 'edit', 'Group or address', [7, 18, 90], graph.from.remote),
-            control(1003, 'edit', 'Port', [103, 18, 40], String(graph.from.port)),
-            comboOf(1002, 'Interface', [149, 18, 90], graph.from.local),
-            control(1011, 'edit', 'Source (empty: any)', [7, 48, 90], graph.from.source),
-            control(1010, 'edit', 'Time-out (ms)', [103, 48, 60], String(graph.timeoutMs)),
-            control(1007, 'text', 'Data', [169, 50, 70], 'No data'),
-            control(1005, 'button', 'Apply', [7, 74, 50], 'Apply'),
+            comboOf(1002, 'Local interface', [92, 8, 100], graph.from.local),
+            control(1004, 'edit', 'Group or address', [92, 28, 100], graph.from.remote),
+            control(1102, 'label', '', [92, 44, 200],
+                'A multicast group, or 0.0.0.0 to receive what is sent to the interface itself.'),
+            control(1003, 'edit', 'Port', [92, 68, 100], String(graph.from.port)),
+            control(1011, 'edit', 'Source', [92, 88, 100], graph.from.source),
+            control(1105, 'label', '', [92, 104, 200], 'Leave empty for any source. 0.0.0.0 shows that there is ' +
+                'none, but is applied as a source of its own.'),
+            control(1010, 'edit', 'Time-out (ms)', [92, 128, 100], String(graph.timeoutMs)),
+            control(1007, 'text', 'Data state', [92, 152, 48], 'No data'),
+            control(1005, 'button', '', [142, 150, 50], 'Apply'),
         ];
     }
 
@@ -92,15 +101,13 @@ class Page {
     }
 
     json() {
-        const help = this.filter === 'sender'
-            ? 'Apply writes both destinations. A row without a right address and port leaves its destination as it is.'
-            : 'Apply writes the time-out, and the rest if group and port are right.';
-        return { page: this.number, title: this.title, help, width: 246, height: 96, revision: this.revision,
+        const [width, height] = this.filter === 'sender' ? [254, 112] : [300, 172];
+        return { page: this.number, title: this.title, help: '', width, height, revision: this.revision,
             controls: this.controls };
     }
 
     get title() {
-        return this.filter === 'sender' ? 'Send Properties' : 'Receive Properties';
+        return this.filter === 'sender' ? 'Destinations' : 'Reception';
     }
 }
 

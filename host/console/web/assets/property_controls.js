@@ -206,7 +206,7 @@ class ButtonControl {
 class TextControl {
     constructor(control, id) {
         this.value = element('span', { id, className: 'value' });
-        this.node = element('div', { className: 'field' }, this.value);
+        this.node = element('div', { className: control.kind === 'label' ? 'hint' : 'field' }, this.value);
         if (control.kind === 'label') return;
         const label = element('span', { id: `${id}-label`, className: 'caption' }, control.label);
         this.node.prepend(label);

@@ -7,16 +7,24 @@ import { formatTime } from './format.js';
 import { makeControl } from './property_controls.js';
 
 const kPixelsPerUnit = 1.4;  // of a dialog unit's width
+const kNarrowest = '220px';  // that a control's share of the dialog's width makes it
 
-/** Controls whose tops lie within half a control's height stand in one row, from left to right. */
+/**
+ * Controls whose tops lie within half a control's height stand in one row, from left to right. A text right below a row
+ * explains it and joins it.
+ */
 function rowsOf(controls) {
     const rows = [];
     for (const control of [...controls].sort((a, b) => a.y - b.y || a.x - b.x)) {
         const row = rows.at(-1);
-        if (row && control.y - row[0].y < row[0].height / 2) row.push(control);
-        else rows.push([control]);
+        const below = row && control.y - row[0].y;
+        if (row && (below < row[0].height / 2 || (control.kind === 'label' && below < 1.5 * row[0].height))) {
+            row.push(control);
+        } else {
+            rows.push([control]);
+        }
     }
-    for (const row of rows) row.sort((a, b) => a.x - b.x);
+    for (const row of rows) row.sort((a, b) => (a.kind === 'label') - (b.kind === 'label') || a.x - b.x);
     return rows;
 }
 
@@ -90,18 +98,20 @@ export class PropertyPage {
         setText(this.title, dialog.title);
         setText(this.help, dialog.help ?? '');
         const shape = dialog.controls.map((c) => [c.id, c.kind, c.label, c.x, c.y, c.width, c.height].join()).join(';');
-        if (shape !== this.#shape) this.#build(dialog.controls);
+        if (shape !== this.#shape) this.#build(dialog);
         this.#shape = shape;
         for (const control of dialog.controls) this.#controls.get(control.id).update(control);
     }
 
-    #build(controls) {
+    #build({ controls, width }) {
         this.#controls.clear();
         this.rows.replaceChildren(...rowsOf(controls).map((row) => element('div', { className: 'row' },
             ...row.map((control) => {
                 const view = makeControl(control, `${this.#prefix}-${control.id}`, this);
                 this.#controls.set(control.id, view);
+                const share = Math.round(100 * control.width / width);
                 view.node.style.flex = `${control.width} 1 ${Math.round(control.width * kPixelsPerUnit)}px`;
+                if (control.kind !== 'label') view.node.style.maxWidth = `max(${kNarrowest}, ${share}%)`;
                 return view.node;
             }))));
     }
