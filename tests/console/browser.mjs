@@ -1,5 +1,4 @@
-// A browser on the console's page, for tests: the program's if MCGATE_CONSOLE_URL names one, else that of a mock
-// server.
+// A browser on the console's page, for tests, and what its user does there.
 
 import assert from 'node:assert/strict';
 import { createRequire } from 'node:module';
@@ -9,10 +8,6 @@ const require = createRequire(new URL('../../host/console/web/package.json', imp
 const { chromium } = require('playwright-core');
 
 export const axeFile = require.resolve('axe-core/axe.min.js');
-export const programUrl = process.env.MCGATE_CONSOLE_URL;
-
-/** A transport stream file that the program can read. */
-export const inputFile = process.env.MCGATE_CONSOLE_INPUT ?? '/streams/test.ts';
 
 let browser;
 
@@ -58,4 +53,28 @@ export async function eventually(what, condition) {
         await new Promise((resolve) => setTimeout(resolve, 50));
     }
     assert.fail(`never came: ${what}`);
+}
+
+export const rowOf = (page, name) =>
+    page.getByRole('row').filter({ has: page.getByRole('button', { name, exact: true }) });
+
+export async function addGraph(page, { kind, name, input, to }) {
+    await page.getByRole('button', { name: 'Add graph' }).click();
+    await page.getByLabel('Kind', { exact: true }).first().selectOption(kind);
+    await page.getByLabel('Name').fill(name);
+    await page.locator('#add-input').fill(input);
+    if (to) await page.locator('#add-to').fill(to);
+    if (kind === 'send') await page.getByLabel('Begin again at the end').check();
+    await page.getByRole('button', { name: 'Add', exact: true }).click();
+    await page.getByRole('heading', { name, exact: true }).waitFor();
+}
+
+/** Presses Tab until the control has the focus. */
+export async function tabTo(page, control) {
+    const hasFocus = (node) => node === document.activeElement;
+    for (let presses = 0; presses < 100; ++presses) {
+        if (await control.evaluate(hasFocus)) return;
+        await page.keyboard.press('Tab');
+    }
+    assert.fail(`Tab never reached ${control}`);
 }

@@ -4,10 +4,11 @@
 import { readFile } from 'node:fs/promises';
 import { createServer } from 'node:http';
 import { extname } from 'node:path';
-import { fileURLToPath } from 'node:url';
+import { fileURLToPath, pathToFileURL } from 'node:url';
 import { Refusal, World } from './mock_world.mjs';
 
-const kDist = new URL('../../host/console/web/dist/', import.meta.url);
+const kDist = process.env.MCGATE_CONSOLE_DIST === undefined ? new URL('../../host/console/web/dist/', import.meta.url)
+    : pathToFileURL(`${process.env.MCGATE_CONSOLE_DIST}/`);
 const kTypes = { '.html': 'text/html; charset=utf-8', '.js': 'text/javascript', '.css': 'text/css',
     '.svg': 'image/svg+xml', '.txt': 'text/plain' };
 const kHeaders = {
