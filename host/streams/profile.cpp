@@ -9,6 +9,7 @@
 #include "cli/demand.h"
 #include "cli/url.h"
 #include "platform/file_stream.h"
+#include "streams/json_text.h"
 #include "streams/stream_set.h"
 
 namespace mcgate::host {
@@ -228,17 +229,6 @@ void describe(nlohmann::ordered_json& entry, const RelaySettings& relay) {
     entry["timeout_ms"] = relay.timeoutMs;
 }
 
-Json parseJson(const std::string& text) {
-    if (text.size() > kMostText) refuse("profile", "it is longer than 1 MiB", kForm);
-    try {
-        return Json::parse(text);
-    } catch (const Json::exception& problem) {
-        const std::string reason = problem.what();
-        const auto begin = reason.find("] ");
-        refuse("profile", "it is no JSON: " + (begin == std::string::npos ? reason : reason.substr(begin + 2)), kForm);
-    }
-}
-
 }  // namespace
 
 StreamSettings parseStream(const Json& value, const std::string& path) {
@@ -261,7 +251,8 @@ StreamSettings parseStream(const Json& value, const std::string& path) {
 }
 
 std::vector<StreamSettings> parseProfile(const std::string& text) {
-    const Json profile = parseJson(text);
+    if (text.size() > kMostText) refuse("profile", "it is longer than 1 MiB", kForm);
+    const Json profile = parseJson(text, "profile", kForm);
     if (!profile.is_object() || !profile.contains("graphs") || !profile.at("graphs").is_array()) {
         refuse("profile", "it holds no list 'graphs'", kForm);
     }

@@ -44,6 +44,9 @@ TEST(Profile, ARefusalNamesPlaceValueAndWhatWouldBeRight) {
         std::string right;
     } table[] = {
         {"{", "profile: it is no JSON: parse error", R"({"graphs": [...]})"},
+        {graph(R"("name": )" + std::string(500'000, '[')), "profile: it is nested more", R"({"graphs": [...]})"},
+        {graph(R"("name": )" + std::string(300'000, '[') + std::string(300'000, ']')), "profile: it is nested more",
+         R"({"graphs": [...]})"},
         {"[]", "profile: it holds no list 'graphs'", R"({"graphs": [...]})"},
         {R"({"graphs": [], "b": 1})", "profile: it holds more keys", R"({"graphs": [...]})"},
         {R"({"graphs": [7]})", "graphs[0]: 7 is no object", "...}"},

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+
+namespace mcgate::host {
+
+/// Reads JSON that comes from outside. Throws UsageError, `what` in front, for a text that is no JSON or is nested more
+/// than 16 deep: values are written and let go by recursion, whose stack such a text would use up. `right` is what the
+/// error says would be right.
+nlohmann::json parseJson(const std::string& text, const std::string& what, const std::string& right);
+
+}  // namespace mcgate::host
