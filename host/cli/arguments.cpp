@@ -141,6 +141,15 @@ void addRelay(CLI::App& app, RelayOptions& options) {
                            "mcgate relay 'udp://@239.1.1.1:5000?local=10.0.0.2' --to udp://192.168.7.4:5000"}});
 }
 
+void addRun(CLI::App& app, RunOptions& options) {
+    auto& command = *app.add_subcommand("run", "Runs the senders, receivers and relays of a profile");
+    command.add_option("PROFILE", options.profile, "the streams as JSON; read anew on SIGHUP")
+        ->required()
+        ->type_name("FILE");
+    addReport(command, options.report);
+    addExamples(command, {{"the streams of a profile, until it is stopped", "mcgate run studio.json"}});
+}
+
 void addGenerate(CLI::App& app, GenerateOptions& options) {
     auto& command = *app.add_subcommand("generate", "Makes a transport stream of constant rate");
     command.add_option("--rate", options.rate, "bits per second, 100000 to 2000000000")
@@ -219,6 +228,7 @@ std::unique_ptr<CLI::App> makeCommandLine(Arguments& arguments) {
     addSend(*app, arguments.send);
     addReceive(*app, arguments.receive);
     addRelay(*app, arguments.relay);
+    addRun(*app, arguments.run);
     addGenerate(*app, arguments.generate);
     addShow(*app, arguments.show);
     addCheck(*app, arguments.check);

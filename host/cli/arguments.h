@@ -13,6 +13,7 @@ struct Arguments {
     SendOptions send;
     ReceiveOptions receive;
     RelayOptions relay;
+    RunOptions run;
     GenerateOptions generate;
     ShowOptions show;
     CheckOptions check;

@@ -21,6 +21,7 @@ Run runOf(const std::string& command) {
         {"send", [](const Arguments& given) { return runSend(given.send); }},
         {"receive", [](const Arguments& given) { return runReceive(given.receive); }},
         {"relay", [](const Arguments& given) { return runRelay(given.relay); }},
+        {"run", [](const Arguments& given) { return runRun(given.run); }},
         {"generate", [](const Arguments& given) { return runGenerate(given.generate); }},
         {"show", [](const Arguments& given) { return runShow(given.show); }},
         {"check", [](const Arguments& given) { return runCheck(given.check); }},

@@ -30,6 +30,11 @@ struct RelayOptions : SenderOptions, ReceiverOptions {
     ReportForm report = ReportForm::Text;
 };
 
+struct RunOptions {
+    std::string profile;
+    ReportForm report = ReportForm::Text;
+};
+
 struct GenerateOptions {
     std::uint64_t rate = 0;
     double seconds = 0;
@@ -61,6 +66,7 @@ int exitStatus(const std::string& failure);
 int runSend(const SendOptions& options);
 int runReceive(const ReceiveOptions& options);
 int runRelay(const RelayOptions& options);
+int runRun(const RunOptions& options);
 int runGenerate(const GenerateOptions& options);
 int runShow(const ShowOptions& options);
 int runCheck(const CheckOptions& options);

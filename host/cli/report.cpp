@@ -1,5 +1,7 @@
 #include "cli/report.h"
 
+#include <fmt/format.h>
+
 #include <cstdio>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -15,24 +17,7 @@ nlohmann::json orNull(const std::optional<Value>& value) {
 
 }  // namespace
 
-void Report::write(const StreamValues& values, bool final) {
-    const auto now = Clock::now();
-    const std::chrono::duration<double> whole = now - start_;
-    const std::chrono::duration<double> since = final ? whole : now - last_;
-    std::optional<double> bitRate;
-    if (values.bytes) {
-        const auto bytes = static_cast<double>(*values.bytes - (final ? 0 : lastBytes_));
-        bitRate = since.count() > 0 ? bytes * 8 / since.count() : 0;
-    }
-    if (form_ == ReportForm::Json) writeJson(values, whole.count(), bitRate, final);
-    if (form_ == ReportForm::Text) writeText(values, whole.count(), bitRate, final);
-    if (form_ == ReportForm::Text) tellDrops(values);
-    last_ = now;
-    lastBytes_ = values.bytes.value_or(0);
-    while (next_ <= now) next_ += std::chrono::seconds(1);
-}
-
-void Report::writeJson(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
+nlohmann::ordered_json reportFields(const StreamValues& values, double seconds, std::optional<double> bitRate) {
     nlohmann::ordered_json line{{"time_s", seconds},
                                 {"datagrams", orNull(values.datagrams)},
                                 {"bytes", orNull(values.bytes)},
@@ -52,14 +37,13 @@ void Report::writeJson(const StreamValues& values, double seconds, std::optional
         line["spacing_error_ms"] = {
             {"median", values.spacing->medianMs}, {"p99", values.spacing->p99Ms}, {"max", values.spacing->maxMs}};
     }
-    if (final) line["final"] = true;
-    std::fprintf(stderr, "%s\n", line.dump().c_str());
+    return line;
 }
 
-void Report::writeText(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
+std::string reportWords(const StreamValues& values, std::optional<double> bitRate) {
     std::ostringstream line;
     line.precision(2);
-    line << std::fixed << name_ << (final ? " total " : " ") << seconds << " s";
+    line << std::fixed;
     if (bitRate) line << "  " << *bitRate / 1e6 << " Mbit/s";
     if (values.receivedDatagrams) line << "  received " << *values.receivedDatagrams << " datagrams  sent";
     if (values.datagrams) line << (values.receivedDatagrams ? " " : "  ") << *values.datagrams << " datagrams";
@@ -72,8 +56,37 @@ void Report::writeText(const StreamValues& values, double seconds, std::optional
         line << "  spacing error " << values.spacing->medianMs << " / " << values.spacing->p99Ms << " / "
              << values.spacing->maxMs << " ms (median / p99 / max)";
     }
-    if (final && values.priority) line << "  priority " << *values.priority;
-    std::fprintf(stderr, "%s\n", line.str().c_str());
+    return line.str();
+}
+
+void Report::write(const StreamValues& values, bool final) {
+    const auto now = Clock::now();
+    const std::chrono::duration<double> whole = now - start_;
+    const std::chrono::duration<double> since = final ? whole : now - last_;
+    std::optional<double> bitRate;
+    if (values.bytes) {
+        const auto bytes = static_cast<double>(*values.bytes - (final ? 0 : lastBytes_));
+        bitRate = since.count() > 0 ? bytes * 8 / since.count() : 0;
+    }
+    if (form_ == ReportForm::Json) writeJson(values, whole.count(), bitRate, final);
+    if (form_ == ReportForm::Text) writeText(values, whole.count(), bitRate, final);
+    if (form_ == ReportForm::Text) tellDrops(values);
+    last_ = now;
+    lastBytes_ = values.bytes.value_or(0);
+    while (next_ <= now) next_ += std::chrono::seconds(1);
+}
+
+void Report::writeJson(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
+    auto line = reportFields(values, seconds, bitRate);
+    if (final) line["final"] = true;
+    std::fprintf(stderr, "%s\n", line.dump().c_str());
+}
+
+void Report::writeText(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
+    std::string line = name_ + (final ? " total " : " ") + fmt::format("{:.2f} s", seconds);
+    line += reportWords(values, bitRate);
+    if (final && values.priority) line += "  priority " + *values.priority;
+    std::fprintf(stderr, "%s\n", line.c_str());
 }
 
 // Once for each growth, not with every line.

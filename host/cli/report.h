@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 
@@ -10,6 +11,11 @@
 namespace mcgate::host {
 
 enum class ReportForm { Text, Json, None };
+
+/// The fields of a report, as docs/CLI.md has them.
+nlohmann::ordered_json reportFields(const StreamValues& values, double seconds, std::optional<double> bitRate);
+/// The same as the words of a line, without its name and time.
+std::string reportWords(const StreamValues& values, std::optional<double> bitRate);
 
 /// Writes a line or a JSON object a second to standard error, and a last one. One thread.
 class Report {

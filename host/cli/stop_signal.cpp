@@ -15,6 +15,8 @@ namespace {
 constexpr std::chrono::milliseconds kOneRequest{500};
 
 std::atomic<bool> requested{false};
+std::atomic<bool> reloadRequested{false};
+static_assert(std::atomic<bool>::is_always_lock_free);  // a signal handler writes it
 
 sigset_t stopSignals() {
     sigset_t set;
@@ -51,5 +53,19 @@ void watchStopSignals() {
 }
 
 bool stopRequested() { return requested; }
+
+// The handler runs on the watcher's thread, which alone leaves the signal open.
+void watchReloadSignal() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { reloadRequested = true; };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGHUP, &action, nullptr);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+bool takeReloadRequest() { return reloadRequested.exchange(false); }
 
 }  // namespace mcgate::host

@@ -58,6 +58,8 @@ int Child::wait() {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-void Child::stop() const { kill(id_, SIGTERM); }
+void Child::stop() const { signal(SIGTERM); }
+
+void Child::signal(int number) const { kill(id_, number); }
 
 }  // namespace mcgate::host

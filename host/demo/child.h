@@ -22,6 +22,7 @@ public:
     /// Waits for its end: the exit status, or 128 and more for a signal.
     int wait();
     void stop() const;
+    void signal(int number) const;
 
 private:
     void readLines(int descriptor) const;

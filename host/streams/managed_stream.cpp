@@ -166,18 +166,17 @@ void ManagedStream::bring(StreamState state) {
     if (!graph_) make();
     const StreamState before = graph_->state();
     if (state == StreamState::Stopped) {
-        graph_->stop();
+        stopGraph();
         const std::string failure = before != state ? graph_->failure() : std::string();
         if (!failure.empty()) tellState(1, failure);
         return;
     }
-    if (before == StreamState::Stopped) {
-        startedAt_ = lookedAt_ = Clock::now();
-        lastBytes_ = 0;
-        hadData_ = false;
-    }
     if (state == StreamState::Running) graph_->run();
     if (state == StreamState::Paused) graph_->pause();
+    if (before != StreamState::Stopped) return;
+    startedAt_ = lookedAt_ = Clock::now();
+    lastBytes_ = toldDrops_ = 0;
+    hadData_ = false;
 }
 
 void ManagedStream::make() {
@@ -210,8 +209,7 @@ void ManagedStream::concludeAttempt(const Wish& wish, const std::string& error) 
 
 // What ended by itself: an input that is over leaves nothing to be wanted; what broke off is tried again.
 void ManagedStream::conclude(const Wish& wish) {
-    graph_->stop();
-    look();
+    stopGraph();
     const std::string failure = graph_->failure();
     {
         const std::lock_guard hold(lock_);
@@ -237,7 +235,7 @@ void ManagedStream::keepTrying(const std::string& error) {
 void ManagedStream::stopForGood() {
     if (!graph_ || graph_->state() == StreamState::Stopped) return;
     try {
-        graph_->stop();
+        stopGraph();
         const std::string failure = graph_->failure();
         if (!failure.empty()) tellState(1, failure);
         tellState(2, nameOf(StreamState::Stopped));
@@ -259,16 +257,35 @@ void ManagedStream::look() {
     lookedAt_ = now;
     lastBytes_ = bytes;
     if (runs && now - startedAt_ > retry_) told_.clear();  // it lasts
-    // A sender's state is that of its input: told would be each pause of that.
-    const bool tells = runs && given_.kind() != StreamKind::Send;
-    if (tells && std::exchange(hadData_, values.dataPresent) != values.dataPresent) {
-        tellState(2, values.dataPresent ? "data present" : "no data");
-    }
+    if (runs) tellChanges(values);
     const std::lock_guard hold(lock_);
     snapshot_.values = std::move(values);
     snapshot_.bitRate = bitRate;
     snapshot_.uptimeS = runs ? whole.count() : 0;
+    if (runs) snapshot_.lastedS = whole.count();
     ++snapshot_.turn;
+}
+
+void ManagedStream::stopGraph() {
+    if (graph_->state() == StreamState::Stopped) return;
+    const std::chrono::duration<double> whole = Clock::now() - startedAt_;
+    graph_->stop();
+    look();
+    const std::lock_guard hold(lock_);
+    snapshot_.lastedS = whole.count();
+}
+
+// A sender's data state is that of its input: told would be each pause of that.
+void ManagedStream::tellChanges(const StreamValues& values) {
+    if (given_.kind() != StreamKind::Send && std::exchange(hadData_, values.dataPresent) != values.dataPresent) {
+        tellState(2, values.dataPresent ? "data present" : "no data");
+    }
+    const std::uint64_t drops = values.kernelDrops.value_or(0);
+    if (drops > toldDrops_) {
+        tellState(1, "the kernel dropped " + std::to_string(drops) +
+                         " datagrams because the socket's receive buffer was full; " + values.kernelDropsHint);
+    }
+    toldDrops_ = drops;
 }
 
 void ManagedStream::tellState(std::uint32_t level, const std::string& text) const {

@@ -21,6 +21,7 @@ struct StreamSnapshot {
     StreamValues values;     ///< of the last second
     double bitRate = 0;      ///< bits per second over the last second
     double uptimeS = 0;      ///< seconds since it was run last; 0 while stopped
+    double lastedS = 0;      ///< as uptimeS, but kept after a stop
     std::string error;       ///< why it isn't in the wanted state; empty when all is well
     std::uint64_t turn = 0;  ///< grows with each second's look at the values
 };
@@ -84,6 +85,8 @@ private:
     void keepTrying(const std::string& error);
     void stopForGood();
     void look();
+    void stopGraph();
+    void tellChanges(const StreamValues& values);
     void tellState(std::uint32_t level, const std::string& text) const;
 
     const StreamSettings given_;
@@ -101,6 +104,7 @@ private:
     Clock::time_point startedAt_;
     Clock::time_point lookedAt_;
     std::uint64_t lastBytes_ = 0;
+    std::uint64_t toldDrops_ = 0;
     bool hadData_ = false;
 
     mutable std::mutex lock_;  // over what follows

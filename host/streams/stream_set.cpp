@@ -28,7 +28,9 @@ bool isListed(const StreamSet::Entry& entry, const std::vector<StreamSettings>& 
 
 StreamSet::StreamSet(Sink sink) : sink_(std::move(sink)) {}
 
-StreamSet::~StreamSet() { endAll(entries_); }
+StreamSet::~StreamSet() { end(); }
+
+void StreamSet::end() { endAll(all()); }
 
 void StreamSet::apply(const std::vector<StreamSettings>& profile) {
     if (profile.size() > kMost) refuseMore();
@@ -75,6 +77,14 @@ bool StreamSet::remove(std::uint32_t id) {
 std::vector<StreamSet::Entry> StreamSet::all() const {
     const std::lock_guard hold(lock_);
     return entries_;
+}
+
+std::vector<StreamSet::View> StreamSet::views() const {
+    std::vector<View> result;
+    for (const auto& [id, stream] : all()) {
+        result.push_back({id, stream->given().name, stream->given().kind(), stream->snapshot()});
+    }
+    return result;
 }
 
 std::shared_ptr<ManagedStream> StreamSet::find(std::uint32_t id) const {

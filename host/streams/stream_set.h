@@ -12,13 +12,20 @@
 namespace mcgate::host {
 
 /// The streams of one process, by number (from 1, never given twice) and by unique name. At most kMost.
-/// Threads: any. A leaf lock guards the list; streams are made, asked and let go outside it.
+/// Threads: any. A leaf lock guards the list; streams are asked and let go outside it, and making one starts a thread.
 class StreamSet {
 public:
     static constexpr std::size_t kMost = 64;
     struct Entry {
         std::uint32_t id = 0;
         std::shared_ptr<ManagedStream> stream;
+    };
+    /// What a report or a scrape tells of a stream.
+    struct View {
+        std::uint32_t id = 0;
+        std::string name;
+        StreamKind kind = StreamKind::Send;
+        StreamSnapshot snapshot;
     };
     /// Rules as of NoticeSink.
     using Sink = std::function<void(const std::string& stream, const Notice& notice)>;
@@ -37,7 +44,10 @@ public:
     Entry add(const StreamSettings& settings);
     /// Ends a stream, and waits for it. False when there is none of that number.
     bool remove(std::uint32_t id);
+    /// Ends all streams, all at once, and waits for them; they stay in the list.
+    void end();
     std::vector<Entry> all() const;
+    std::vector<View> views() const;
     /// Empty when there is none.
     std::shared_ptr<ManagedStream> find(std::uint32_t id) const;
     /// What a profile would list to get the same set with the addresses that the filters have by now.

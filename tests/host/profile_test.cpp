@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "cli/url.h"
 
 namespace {
 
+using Json = nlohmann::json;
 using mcgate::host::parseProfile;
 using mcgate::host::profileJson;
 using mcgate::host::UsageError;
@@ -77,6 +79,40 @@ TEST(Profile, ARefusalNamesPlaceValueAndWhatWouldBeRight) {
         EXPECT_TRUE(refusal.starts_with(row.begin)) << refusal;
         EXPECT_TRUE(refusal.ends_with(row.right)) << refusal;
         EXPECT_NE(refusal.find("; right would be "), std::string::npos) << refusal;
+    }
+}
+
+/// An entry with what its kind demands, and one key more.
+Json entryWith(const std::string& kind, const std::string& key, const Json& value) {
+    Json entry{{"name", "a"}, {"kind", kind}, {"input", kind == "send" ? "a.ts" : "udp://@:1"}};
+    if (kind != "receive") entry["to"] = {"udp://10.0.0.2:5000"};
+    entry[key] = value;
+    return entry;
+}
+
+bool isTaken(const Json& entry) { return refusalOf(Json{{"graphs", {entry}}}.dump()) == "taken"; }
+
+TEST(Profile, TheSchemaHasTheProgramsKeysRangesAndDefaults) {
+    std::ifstream file(MCGATE_PROFILE_SCHEMA);
+    const Json kinds = Json::parse(file).at("$defs");
+    for (const std::string kind : {"send", "receive", "relay"}) {
+        Json whole =
+            profileJson(parseProfile(Json{{"graphs", {entryWith(kind, "start", "running")}}}.dump()))["graphs"][0];
+        if (kind == "receive") whole["out"] = "a.ts";
+        const Json& keys = kinds.at(kind).at("properties");
+        EXPECT_EQ(whole.size(), keys.size()) << kind << ": " << whole;
+        for (const auto& [key, rule] : keys.items()) {
+            ASSERT_TRUE(whole.contains(key)) << kind << "." << key;
+            if (!rule.is_object()) continue;
+            EXPECT_EQ(rule.value("default", whole[key]), whole[key]) << kind << "." << key;
+            if (!rule.contains("minimum")) continue;
+            const std::int64_t least = rule["minimum"];
+            const std::int64_t most = rule["maximum"];
+            EXPECT_TRUE(isTaken(entryWith(kind, key, least)) && isTaken(entryWith(kind, key, most)))
+                << kind << "." << key;
+            EXPECT_FALSE(isTaken(entryWith(kind, key, least - 1))) << kind << "." << key;
+            EXPECT_FALSE(isTaken(entryWith(kind, key, most + 1))) << kind << "." << key;
+        }
     }
 }
 

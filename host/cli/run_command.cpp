@@ -1,0 +1,90 @@
+#include <chrono>
+#include <future>
+#include <thread>
+
+#include "cli/commands.h"
+#include "cli/notice_printer.h"
+#include "cli/run_report.h"
+#include "cli/service_manager.h"
+#include "cli/stop_signal.h"
+#include "cli/url.h"
+#include "streams/profile.h"
+#include "streams/stream_set.h"
+
+namespace mcgate::host {
+
+namespace {
+
+constexpr std::chrono::milliseconds kLook{100};
+
+/// A profile's streams from the first reading to the end. A change of the set is made beside the main loop, which goes
+/// on with reports and signs of life; it is one at a time.
+class Running {
+public:
+    explicit Running(const RunOptions& options)
+        : options_(options),
+          printer_(options.report, "run"),
+          report_(options.report),
+          streams_([this](const std::string& stream, const Notice& notice) { printer_.tell(notice, stream); }) {}
+
+    void run() {
+        streams_.apply(readProfile(options_.profile));
+        manager_.ready();
+        while (!stopRequested()) turn();
+        manager_.stopping();
+        if (change_.valid()) change_.get();
+        streams_.end();
+        report_.writeLast(streams_.views());
+    }
+
+private:
+    void turn() {
+        std::this_thread::sleep_for(kLook);
+        manager_.keepAlive();
+        if (!change_.valid() && takeReloadRequest()) reload();
+        if (change_.valid() && change_.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
+            change_.get();
+            manager_.ready();
+        }
+        if (!report_.due()) return;
+        const auto views = streams_.views();
+        report_.write(views);
+        manager_.status(stateWords(views));
+    }
+    // A profile with one fault in it is refused as a whole.
+    void reload() {
+        manager_.reloading();
+        try {
+            auto profile = readProfile(options_.profile);
+            change_ = std::async(std::launch::async, [this, profile = std::move(profile)] { streams_.apply(profile); });
+            tell(2, options_.profile + " is read anew");
+        } catch (const UsageError& problem) {
+            tell(0, std::string("all streams go on as before: ") + problem.what());
+            manager_.ready();
+        }
+    }
+    void tell(std::uint32_t level, const std::string& text) {
+        Notice notice;
+        notice.level = level;
+        notice.kind = Notice::Kind::State;
+        notice.text = text;
+        printer_.tell(notice);
+    }
+
+    const RunOptions& options_;
+    NoticePrinter printer_;
+    RunReport report_;
+    ServiceManager manager_;
+    StreamSet streams_;
+    std::future<void> change_;
+};
+
+}  // namespace
+
+int runRun(const RunOptions& options) {
+    watchReloadSignal();
+    Running(options).run();
+    return 0;
+}
+
+}  // namespace mcgate::host

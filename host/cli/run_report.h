@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "cli/report.h"
+#include "streams/stream_set.h"
+
+namespace mcgate::host {
+
+/// Such as "2 of 3 streams running; north: the system has no route to 10.0.0.9", on one line.
+std::string stateWords(const std::vector<StreamSet::View>& streams);
+
+/// What a process with several streams reports on standard error: as JSON an object for each stream a second, as text
+/// one line for all of them every ten seconds, and at the end each by itself. One thread.
+class RunReport {
+public:
+    explicit RunReport(ReportForm form) : form_(form) {}
+    /// True once a second.
+    bool due() const { return Clock::now() >= next_; }
+    void write(const std::vector<StreamSet::View>& streams);
+    void writeLast(const std::vector<StreamSet::View>& streams) const;
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr int kSecondsPerLine = 10;
+
+    const ReportForm form_;
+    const Clock::time_point start_ = Clock::now();
+    Clock::time_point next_ = start_ + std::chrono::seconds(1);
+    int seconds_ = 0;
+};
+
+}  // namespace mcgate::host
