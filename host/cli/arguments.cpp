@@ -192,6 +192,19 @@ void addCheck(CLI::App& app, CheckOptions& options) {
                            "mcgate check --to 'udp://239.1.1.1:5000?local=10.0.0.1' --rate 20000000"}});
 }
 
+void addConsole(CLI::App& app, ConsoleOptions& options) {
+    auto& command = *app.add_subcommand("console", "Shows and controls several streams in the browser");
+    command.add_option("PROFILE", options.profile, "a file of streams, which are started; none at first")
+        ->type_name("FILE");
+    command.add_option("--listen", options.listen, "where browsers reach it: ADDRESS:PORT; 127.0.0.1:8080 at first")
+        ->type_name("ADDRESS:PORT");
+    command.add_option("--token-file", options.tokenFile, "holds the access token that browsers are asked for")
+        ->type_name("FILE");
+    addExamples(command, {{"an empty console, at http://127.0.0.1:8080/", "mcgate console"},
+                          {"the streams of a profile, for other machines, too",
+                           "mcgate console studio.json --listen 10.0.0.1:8080 --token-file token"}});
+}
+
 void addInterfaces(CLI::App& app, InterfacesOptions& options) {
     auto& command = *app.add_subcommand("interfaces", "Lists the network interfaces");
     command.add_flag("--json", options.json, "one JSON object instead of text");
@@ -232,6 +245,7 @@ std::unique_ptr<CLI::App> makeCommandLine(Arguments& arguments) {
     addGenerate(*app, arguments.generate);
     addShow(*app, arguments.show);
     addCheck(*app, arguments.check);
+    addConsole(*app, arguments.console);
     addInterfaces(*app, arguments.interfaces);
     addRegistryCommands(*app, arguments.module);
     return app;

@@ -17,6 +17,7 @@ struct Arguments {
     GenerateOptions generate;
     ShowOptions show;
     CheckOptions check;
+    ConsoleOptions console;
     InterfacesOptions interfaces;
     std::string module;
     std::string registry;

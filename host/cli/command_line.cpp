@@ -25,6 +25,7 @@ Run runOf(const std::string& command) {
         {"generate", [](const Arguments& given) { return runGenerate(given.generate); }},
         {"show", [](const Arguments& given) { return runShow(given.show); }},
         {"check", [](const Arguments& given) { return runCheck(given.check); }},
+        {"console", [](const Arguments& given) { return runConsole(given.console); }},
         {"interfaces", [](const Arguments& given) { return runInterfaces(given.interfaces); }},
         {"register", [](const Arguments& given) { return runRegister(given.module); }},
         {"unregister", [](const Arguments& given) { return runUnregister(given.module); }},

@@ -54,6 +54,12 @@ struct CheckOptions {
     bool json = false;
 };
 
+struct ConsoleOptions {
+    std::string profile;  ///< a file; empty: none
+    std::string listen = "127.0.0.1:8080";
+    std::string tokenFile;  ///< empty: no access token is demanded
+};
+
 struct InterfacesOptions {
     bool json = false;
 };
@@ -70,6 +76,7 @@ int runRun(const RunOptions& options);
 int runGenerate(const GenerateOptions& options);
 int runShow(const ShowOptions& options);
 int runCheck(const CheckOptions& options);
+int runConsole(const ConsoleOptions& options);
 int runInterfaces(const InterfacesOptions& options);
 
 }  // namespace mcgate::host

@@ -2,6 +2,7 @@
 
 #include <httplib.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -21,8 +22,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kQueue = 64;
-constexpr int kBreathMs = 100;  // when the process has no descriptor left
+constexpr int kQueue = 512;                        // connections that come while all threads are taken
+constexpr std::chrono::milliseconds kGlance{100};  // at those that wait
+constexpr int kBreathMs = 100;                     // when the process has no descriptor left
 constexpr std::chrono::seconds kFarewell{1};
 constexpr std::size_t kFarewellBytes = 2 << 20;
 
@@ -65,15 +67,18 @@ public:
 /// One connection, whose reads share a deadline, and whose waits end with the server.
 class HttpServer::Connection final : public httplib::Stream {
 public:
-    Connection(int socket, int stop, const HttpLimits& limits)
+    Connection(int socket, const HttpServer& server)
         : socket_(socket),
-          stop_(stop),
-          write_(limits.write),
-          readUntil_(Clock::now() + limits.request),
-          mayRead_(limits.head) {}
+          server_(server),
+          readUntil_(Clock::now() + server.limits_.request),
+          crowdedUntil_(Clock::now() + server.limits_.crowded),
+          mayRead_(server.limits_.head) {
+        const int on = 1;
+        ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // head and body are two writes
+    }
 
-    bool is_readable() const override { return next_ < filled_ || wait(POLLIN, readUntil_); }
-    bool is_writable() const override { return wait(POLLOUT, Clock::now() + write_); }
+    bool is_readable() const override { return next_ < filled_ || waitToRead(); }
+    bool is_writable() const override { return wait(POLLOUT, Clock::now() + server_.limits_.write); }
     // The library asks for a byte at a time.
     ssize_t read(char* bytes, std::size_t size) override {
         if (next_ == filled_ && !fill()) return 0;
@@ -84,7 +89,7 @@ public:
     }
     // The library takes a short write for a failure.
     ssize_t write(const char* bytes, std::size_t size) override {
-        const auto until = Clock::now() + write_;
+        const auto until = Clock::now() + server_.limits_.write;
         std::size_t written = 0;
         while (written < size) {
             if (!wait(POLLOUT, until)) return -1;
@@ -123,14 +128,22 @@ private:
         for (;;) {
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now()).count();
             if (left <= 0) return false;
-            std::array<pollfd, 2> those{{{stop_, POLLIN, 0}, {socket_, what, 0}}};
+            std::array<pollfd, 2> those{{{server_.stop_.get(), POLLIN, 0}, {socket_, what, 0}}};
             const int ready = ::poll(those.data(), those.size(), static_cast<int>(left));
             if (ready < 0 && errno == EINTR) continue;
-            return ready > 0 && those[0].revents == 0;
+            if (ready > 0) return those[0].revents == 0;
+        }
+    }
+    bool waitToRead() const {
+        for (;;) {
+            const auto now = Clock::now();
+            if (now >= readUntil_ || (now >= crowdedUntil_ && server_.isCrowded())) return false;
+            if (wait(POLLIN, std::min(readUntil_, now + kGlance))) return true;
+            if (server_.isStopping()) return false;
         }
     }
     bool fill() {
-        while (mayRead_ > 0 && wait(POLLIN, readUntil_)) {
+        while (mayRead_ > 0 && waitToRead()) {
             const ssize_t got = ::recv(socket_, buffer_.data(), std::min(buffer_.size(), mayRead_), MSG_DONTWAIT);
             if (got < 0 && (errno == EAGAIN || errno == EINTR)) continue;
             next_ = 0;
@@ -142,9 +155,9 @@ private:
     }
 
     const int socket_;
-    const int stop_;
-    const std::chrono::milliseconds write_;
+    const HttpServer& server_;
     Clock::time_point readUntil_;
+    const Clock::time_point crowdedUntil_;
     std::size_t mayRead_;  ///< bytes
     std::array<char, 4096> buffer_{};
     std::size_t next_ = 0;
@@ -193,17 +206,30 @@ void HttpServer::work() {
         if (those[0].revents != 0) return;
         const platform::FileDescriptor socket(::accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
         if (socket.valid()) {
+            ++serving_;
             serve(socket.get());
+            --serving_;
         } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
             ::poll(those.data(), 1, kBreathMs);
         }
     }
 }
 
+bool HttpServer::isStopping() const noexcept {
+    pollfd stop{stop_.get(), POLLIN, 0};
+    return ::poll(&stop, 1, 0) > 0;
+}
+
+bool HttpServer::isCrowded() const noexcept {
+    if (serving_.load() < limits_.connections) return false;
+    pollfd waiting{listening_.get(), POLLIN, 0};
+    return ::poll(&waiting, 1, 0) > 0;
+}
+
 // A thread of a server outlives what a request or its handler throws: the connection is closed.
 void HttpServer::serve(int socket) {
     try {
-        Connection connection(socket, stop_.get(), limits_);
+        Connection connection(socket, *this);
         core_->serve(connection);
         connection.finish();
     } catch (const std::exception&) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <thread>
@@ -19,12 +20,14 @@ struct HttpLimits {
     std::size_t connections = 4;  ///< served at a time, each by a thread of its own; more wait in the kernel's queue
     std::chrono::milliseconds request{2000};  ///< for a whole request, however its bytes come
     std::chrono::milliseconds write{5000};    ///< for the client to take one piece of an answer
+    std::chrono::milliseconds crowded{500};   ///< for a request while others wait for a thread
     std::size_t head = 16 << 10;              ///< bytes of a request line and its header fields together
     std::size_t body = 0;                     ///< bytes; more are refused with 413
 };
 
 /// A small HTTP/1.1 server (RFC 9112): one request a connection, whole and uncompressed answers. Whatever clients do,
 /// each holds one thread for no longer than the limits, or than a handler writes to it, and a stop waits for none.
+/// While all threads are taken and more connections wait, who hasn't sent a whole request soon makes room.
 /// Threads: one makes it, adds routes, starts it and lets it go. Each of its threads accepts a connection, serves it
 /// and closes it; they share the listening socket and the stop event of the kernel, and no lock. Handlers run on them.
 class HttpServer {
@@ -47,11 +50,14 @@ private:
     class Connection;
     void work();
     void serve(int socket);
+    bool isStopping() const noexcept;
+    bool isCrowded() const noexcept;
 
     const HttpLimits limits_;
     platform::FileDescriptor listening_;
     platform::FileDescriptor stop_;
     std::unique_ptr<Core> core_;
+    std::atomic<std::size_t> serving_{0};  ///< threads that have a connection
     std::vector<std::jthread> threads_;
 };
 

@@ -21,4 +21,8 @@ nlohmann::json parseJson(const std::string& text, const std::string& what, const
     }
 }
 
+std::string jsonText(const nlohmann::ordered_json& value) {
+    return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
 }  // namespace mcgate::host

@@ -10,4 +10,7 @@ namespace mcgate::host {
 /// error says would be right.
 nlohmann::json parseJson(const std::string& text, const std::string& what, const std::string& right);
 
+/// On one line. What is no UTF-8 is replaced, so that every text parses.
+std::string jsonText(const nlohmann::ordered_json& value);
+
 }  // namespace mcgate::host

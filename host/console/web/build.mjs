@@ -1,12 +1,13 @@
-// Writes dist/: the page, its modules and the plots, as the program serves them. No network, no other tools.
+// Writes the page, its modules and the plots as the program serves them into dist/, or into the directory that is given.
+// No network, no other tools.
 
 import { cp, mkdir, rm } from 'node:fs/promises';
 import { createRequire } from 'node:module';
-import { dirname, join } from 'node:path';
+import { dirname, join, resolve } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
 const here = dirname(fileURLToPath(import.meta.url));
-const dist = join(here, 'dist');
+const dist = resolve(process.argv[2] ?? join(here, 'dist'));
 const plots = dirname(createRequire(import.meta.url).resolve('uplot/package.json'));
 
 await rm(dist, { recursive: true, force: true });

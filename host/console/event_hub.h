@@ -1,0 +1,60 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mcgate::host {
+
+/// Hands events to the open event streams (server-sent events, HTML Living Standard, section 9.2). A stream that falls
+/// behind what is kept is ended: its reader comes again and fetches everything anew.
+/// Threads: any. A leaf lock guards the events; it is not held while a stream writes.
+class EventHub {
+public:
+    static constexpr std::size_t kMostStreams = 16;
+    using Event = std::shared_ptr<const std::string>;
+
+    /// One open stream.
+    class Reader {
+    public:
+        explicit Reader(EventHub& hub);
+        ~Reader();
+        Reader(const Reader&) = delete;
+        Reader& operator=(const Reader&) = delete;
+
+        /// The events since the last call, as they go over the wire; waits for one at most so long. Nothing when the
+        /// stream is to end.
+        std::optional<std::vector<Event>> next(std::chrono::milliseconds patience);
+
+    private:
+        EventHub& hub_;
+        std::uint64_t seen_;
+    };
+
+    /// `data` is one line of text.
+    void add(const std::string& name, const std::string& data);
+    /// Throws Refusal when there are kMostStreams.
+    std::shared_ptr<Reader> open();
+    /// Ends all streams, and those opened later.
+    void close();
+
+private:
+    static constexpr std::size_t kMostEvents = 1000;
+    static constexpr std::size_t kMostBytes = 4U << 20;
+
+    std::mutex lock_;
+    std::condition_variable added_;
+    std::deque<Event> events_;
+    std::size_t bytes_ = 0;   ///< of all in events_
+    std::uint64_t next_ = 0;  ///< the number of the next event; the last one kept has next_ - 1
+    std::size_t readers_ = 0;
+    bool closed_ = false;
+};
+
+}  // namespace mcgate::host

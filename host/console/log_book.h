@@ -1,0 +1,33 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "console/event_hub.h"
+#include "streams/notice.h"
+
+namespace mcgate::host {
+
+/// The last lines that the streams told, which are events, too.
+/// Threads: any, also under filters' locks. A lock guards the lines; the hub's is taken inside it, so that events come
+/// in the lines' order.
+class LogBook {
+public:
+    static constexpr std::size_t kMostLines = 1000;
+
+    explicit LogBook(EventHub& events) : events_(events) {}
+    void add(const std::string& stream, const Notice& notice);
+    /// {"lines": [...]}, those with a number above `after`.
+    nlohmann::ordered_json since(std::uint64_t after) const;
+
+private:
+    EventHub& events_;
+    mutable std::mutex lock_;
+    std::deque<nlohmann::ordered_json> lines_;
+    std::uint64_t last_ = 0;  ///< number of the last line
+};
+
+}  // namespace mcgate::host
