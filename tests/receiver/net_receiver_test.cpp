@@ -4,10 +4,9 @@
 
 #include <deque>
 #include <stdexcept>
-#include <vector>
 
 #include "platform/process/process.h"
-#include "platform/socket.h"
+#include "support/presence_listener.h"
 
 namespace {
 
@@ -25,7 +24,8 @@ struct Wire {
 class FakeListener final : public INetListener {
 public:
     FakeListener(Wire& wire, const Endpoint& target) : wire_(wire), target_(target) {}
-    std::int32_t Receive(char*, std::uint32_t) override {
+    std::int32_t Receive(char*, std::uint32_t capacity) override {
+        EXPECT_EQ(capacity, 2048U);
         const auto result = wire_.results.front();
         wire_.results.pop_front();
         return result;
@@ -67,20 +67,13 @@ public:
     HRESULT answer = VFW_E_NOT_COMMITTED;
 };
 
-class Listener final : public IDataSourceListener {
-public:
-    void OnDataPresenceChanged(bool present) override { heard += present ? 'T' : 'f'; }
-    void OnReserved() override {}
-    std::string heard;
-};
-
 /// The worker's turns on the test's thread. Start makes a thread, so the listener is put in place by a Start whose
 /// thread is stopped again before the first turn counts.
 struct NetReceiverTest : testing::Test {
     Wire wire;
     IdlePin pin;
     FlowWatch watch;
-    Listener listener;
+    test::PresenceListener listener;
     CNetReceiver receiver{pin,
                           watch,
                           {[this](const Endpoint& target) -> std::unique_ptr<INetListener> {
@@ -111,11 +104,11 @@ TEST_F(NetReceiverTest, SilenceRebuildsAt26AndIsToldAt52And78) {
     turns(1);
     EXPECT_EQ(wire.made, 2);
     turns(25);
-    EXPECT_EQ(listener.heard, "");
+    EXPECT_EQ(listener.heard(), "");
     turns(1);
-    EXPECT_EQ(listener.heard, "f");
+    EXPECT_EQ(listener.heard(), "f");
     turns(26);
-    EXPECT_EQ(listener.heard, "ff");
+    EXPECT_EQ(listener.heard(), "ff");
     EXPECT_EQ(wire.made, 2);
     EXPECT_EQ(wire.reports, 78);
 }
@@ -125,16 +118,16 @@ TEST_F(NetReceiverTest, DataClearsTheCountersAndIsToldOncePerChange) {
     ASSERT_NO_FATAL_FAILURE(start(MakeEndpoint("127.0.0.1", 5000, "0.0.0.0", "")));
     wire.results = {1316, 1316};
     turns(2);
-    EXPECT_EQ(listener.heard, "T");
+    EXPECT_EQ(listener.heard(), "T");
     turns(5);  // rebuilt, and not yet told
     wire.results = {1316};
     turns(1);
-    EXPECT_EQ(listener.heard, "T") << "the flag was still set";
+    EXPECT_EQ(listener.heard(), "T") << "the flag was still set";
     turns(6);
-    EXPECT_EQ(listener.heard, "Tf");
+    EXPECT_EQ(listener.heard(), "Tf");
     wire.results = {1316};
     turns(1);
-    EXPECT_EQ(listener.heard, "TfT");
+    EXPECT_EQ(listener.heard(), "TfT");
     EXPECT_EQ(wire.reports, 0) << "a unicast listener announces nothing";
 }
 
@@ -147,7 +140,7 @@ TEST_F(NetReceiverTest, EmptyAndFailedReadsAreNeitherDataNorSilence) {
         wire.results = {0, -1, -1};
         turns(3);
     }
-    EXPECT_EQ(listener.heard, "");
+    EXPECT_EQ(listener.heard(), "");
 }
 
 TEST_F(NetReceiverTest, AThresholdOfNothingExpiresEveryTurn) {
@@ -155,10 +148,13 @@ TEST_F(NetReceiverTest, AThresholdOfNothingExpiresEveryTurn) {
     ASSERT_NO_FATAL_FAILURE(start(MakeEndpoint("127.0.0.1", 5000, "232.1.1.1", "10.0.0.1")));
     turns(3);
     EXPECT_EQ(wire.made, 2);
-    EXPECT_EQ(listener.heard, "ff");
+    EXPECT_EQ(listener.heard(), "ff");
     watch.thresholdMs = 1'000'000;
     turns(10);
-    EXPECT_EQ(listener.heard, "ff");
+    EXPECT_EQ(listener.heard(), "ff");
+    watch.thresholdMs = 1000;
+    turns(1);
+    EXPECT_EQ(listener.heard(), "fff") << "the silence so far counts";
     EXPECT_EQ(wire.reports, 0) << "a source-specific join announces nothing";
 }
 
@@ -174,7 +170,7 @@ TEST_F(NetReceiverTest, AFailedRebuildIsRetriedEachSecondWhileSilenceGoesOn) {
     EXPECT_EQ(receiver.ReceiveTurn(), E_UNEXPECTED);
     pass(2600);
     EXPECT_EQ(receiver.ReceiveTurn(), E_UNEXPECTED);
-    EXPECT_EQ(listener.heard, "f") << "no data is told without a listener, too";
+    EXPECT_EQ(listener.heard(), "f") << "no data is told without a listener, too";
     wire.refuseListener = false;
     turns(1);
     EXPECT_EQ(wire.made, 1) << "not before a second has passed";
@@ -183,7 +179,7 @@ TEST_F(NetReceiverTest, AFailedRebuildIsRetriedEachSecondWhileSilenceGoesOn) {
     EXPECT_EQ(wire.made, 2);
     wire.results = {100};
     EXPECT_EQ(receiver.ReceiveTurn(), S_OK);
-    EXPECT_EQ(listener.heard, "fT");
+    EXPECT_EQ(listener.heard(), "fT");
     mcgate::process::setTickOffset(0);
 }
 
@@ -193,45 +189,6 @@ TEST_F(NetReceiverTest, AFailedStartLeavesNothingBehind) {
     EXPECT_EQ(receiver.Start(MakeEndpoint("127.0.0.1", 5000, "239.1.1.1", "")), E_FAIL);
     EXPECT_EQ(receiver.ReceiveTurn(), E_UNEXPECTED);
     EXPECT_EQ(wire.made, 0);
-}
-
-TEST(NetReceiver, ARealSocketsEmptyAndOversizedDatagramsAreNeitherDataNorSilence) {
-    constexpr std::uint16_t kPort = 45110;
-    IdlePin pin;  // turns read into the scratch buffer, which takes 2048 bytes
-    FlowWatch watch;
-    Listener listener;
-    watch.listener.set(&listener);
-    watch.thresholdMs = 250;
-    int made = 0;
-    CNetReceiver::Makers makers;
-    makers.listener = [&made](const Endpoint& target) {
-        ++made;
-        return CNetReceiver::Makers::makeListener(target);
-    };
-    CNetReceiver receiver(pin, watch, makers);
-    pin.answer = E_FAIL;
-    ASSERT_EQ(receiver.Start(MakeEndpoint("127.0.0.1", kPort, "0.0.0.0", "")), S_OK);
-    receiver.StopThread();
-    pin.answer = VFW_E_NOT_COMMITTED;
-
-    auto sender = mcgate::platform::Socket::openDatagram(mcgate::platform::kFamilyIPv4);
-    mcgate::platform::SocketAddress target;
-    ASSERT_EQ(mcgate::platform::resolveNumeric("127.0.0.1", kPort, target), 0);
-    const std::vector<char> bytes(2049);
-    const auto send = [&](std::size_t size) {
-        ASSERT_EQ(sender.sendTo(bytes.data(), size, target), static_cast<std::int32_t>(size));
-        ASSERT_EQ(receiver.ReceiveTurn(), S_OK);
-    };
-    for (int silent = 1; silent <= 3; ++silent) {
-        ASSERT_NO_FATAL_FAILURE(send(0));
-        ASSERT_NO_FATAL_FAILURE(send(2049));
-        EXPECT_EQ(made, 1);
-        ASSERT_EQ(receiver.ReceiveTurn(), S_OK);
-    }
-    EXPECT_EQ(made, 2) << "the third silent turn expires, whatever came between";
-    EXPECT_EQ(listener.heard, "");
-    ASSERT_NO_FATAL_FAILURE(send(2048));
-    EXPECT_EQ(listener.heard, "T");
 }
 
 }  // namespace

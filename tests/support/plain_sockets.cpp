@@ -40,6 +40,27 @@ PlainSocket socketIn(const Host& host, int family) {
     return result;
 }
 
+// For a listener that is slower than its stream for a while.
+PlainSocket roomy(PlainSocket socket) {
+    const int room = 8 << 20;
+    setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+    return socket;
+}
+
+PlainSocket tapOn(const Host& host, const std::string& interfaceName) {
+    int descriptor = -1;
+    host.run([&] {
+        descriptor = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_ALL));
+        require(descriptor >= 0, "no packet socket");
+        sockaddr_ll where{};
+        where.sll_family = AF_PACKET;
+        where.sll_protocol = htons(ETH_P_ALL);
+        where.sll_ifindex = static_cast<int>(if_nametoindex(interfaceName.c_str()));
+        require(bind(descriptor, reinterpret_cast<sockaddr*>(&where), sizeof where) == 0, "can't tap");
+    });
+    return PlainSocket::of(descriptor);
+}
+
 unsigned indexIn(const Host& host, const std::string& interfaceName) {
     unsigned index = 0;
     host.run([&] { index = if_nametoindex(interfaceName.c_str()); });
@@ -107,6 +128,12 @@ PlainSocket::PlainSocket(int family) : descriptor_(socket(family, SOCK_DGRAM | S
     require(descriptor_ >= 0, "no socket");
 }
 
+PlainSocket PlainSocket::of(int descriptor) {
+    PlainSocket made;
+    made.descriptor_ = descriptor;
+    return made;
+}
+
 PlainSocket::~PlainSocket() {
     if (descriptor_ >= 0) close(descriptor_);
 }
@@ -168,100 +195,54 @@ PlainSocket listeningSocket(const Host& host, const std::string& address, std::u
     return made;
 }
 
-Ear::Ear(const Host& host, const std::string& address, std::uint16_t port, const std::string& interfaceName)
-    : socket_(listeningSocket(host, address, port, interfaceName)) {
-    const int room = 8 << 20;
-    setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
-    thread_ = std::thread([this] { listen(); });
-}
+Reader::Reader(int descriptor, Take take)
+    : thread_([this, descriptor, take = std::move(take)] {
+          pollfd watched{descriptor, POLLIN, 0};
+          std::array<std::uint8_t, 2048> buffer{};
+          while (!ending_) {
+              if (poll(&watched, 1, kLookMs) != 1) continue;
+              const ssize_t length = recv(descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
+              if (length > 0) take(buffer.data(), static_cast<std::size_t>(length));
+          }
+      }) {}
 
-Ear::~Ear() {
+Reader::~Reader() {
     ending_ = true;
     thread_.join();
 }
 
-void Ear::listen() {
-    pollfd watched{socket_.get(), POLLIN, 0};
-    std::array<char, 2048> buffer{};
-    while (!ending_) {
-        if (poll(&watched, 1, kLookMs) != 1) continue;
-        const ssize_t length = recv(socket_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
-        std::uint32_t number = 0;
-        if (length < static_cast<ssize_t>(sizeof number)) continue;
-        std::memcpy(&number, buffer.data(), sizeof number);
-        const std::lock_guard hold(lock_);
-        heard_.insert(number);
-        ++count_;
-        changed_.notify_all();
-    }
-}
+Ear::Ear(const Host& host, const std::string& address, std::uint16_t port, const std::string& interfaceName)
+    : socket_(roomy(listeningSocket(host, address, port, interfaceName))),
+      reader_(socket_.get(), [this](const std::uint8_t* bytes, std::size_t size) {
+          std::uint32_t number = 0;
+          if (size < sizeof number) return;
+          std::memcpy(&number, bytes, sizeof number);
+          numbers_.add(number);
+      }) {}
 
 std::set<std::uint32_t> Ear::heard() {
-    const std::lock_guard hold(lock_);
-    return heard_;
+    const auto all = numbers_.all();
+    return {all.begin(), all.end()};
 }
 
-std::size_t Ear::count() {
-    const std::lock_guard hold(lock_);
-    return count_;
-}
-
-bool Ear::waitForNumberAbove(std::uint32_t number, std::chrono::seconds deadline) {
-    std::unique_lock hold(lock_);
-    return changed_.wait_for(hold, deadline, [&] { return !heard_.empty() && *heard_.rbegin() > number; });
-}
-
-MembershipTap::MembershipTap(const Host& host, const std::string& interfaceName) {
-    host.run([&] {
-        descriptor_ = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_ALL));
-        require(descriptor_ >= 0, "no packet socket");
-        sockaddr_ll where{};
-        where.sll_family = AF_PACKET;
-        where.sll_protocol = htons(ETH_P_ALL);
-        where.sll_ifindex = static_cast<int>(if_nametoindex(interfaceName.c_str()));
-        require(::bind(descriptor_, reinterpret_cast<sockaddr*>(&where), sizeof where) == 0, "can't tap");
+bool Ear::waitForNumberAbove(std::uint32_t number) {
+    return numbers_.waitFor([number](const auto& all) {
+        return std::any_of(all.rbegin(), all.rend(), [number](std::uint32_t one) { return one > number; });
     });
-    thread_ = std::thread([this] { listen(); });
 }
 
-MembershipTap::~MembershipTap() {
-    ending_ = true;
-    thread_.join();
-    close(descriptor_);
-}
-
-void MembershipTap::listen() {
-    pollfd watched{descriptor_, POLLIN, 0};
-    std::array<std::uint8_t, 2048> buffer{};
-    while (!ending_) {
-        if (poll(&watched, 1, kLookMs) != 1) continue;
-        const ssize_t length = recv(descriptor_, buffer.data(), buffer.size(), MSG_DONTWAIT);
-        if (length > 0) {
-            readPacket(buffer.data(), static_cast<std::size_t>(length),
-                       [this](const std::string& line) { note(line); });
-        }
-    }
-}
-
-void MembershipTap::note(const std::string& line) {
-    const std::lock_guard hold(lock_);
-    lines_.push_back(line);
-    changed_.notify_all();
-}
-
-std::vector<std::string> MembershipTap::lines() {
-    const std::lock_guard hold(lock_);
-    return lines_;
-}
+MembershipTap::MembershipTap(const Host& host, const std::string& interfaceName)
+    : socket_(tapOn(host, interfaceName)), reader_(socket_.get(), [this](const std::uint8_t* bytes, std::size_t size) {
+          readPacket(bytes, size, [this](const std::string& line) { lines_.add(line); });
+      }) {}
 
 int MembershipTap::count(const std::string& line) {
-    const auto all = lines();
+    const auto all = lines_.all();
     return static_cast<int>(std::count(all.begin(), all.end(), line));
 }
 
-bool MembershipTap::waitFor(const std::string& line, int times, std::chrono::seconds deadline) {
-    std::unique_lock hold(lock_);
-    return changed_.wait_for(hold, deadline, [&] { return std::count(lines_.begin(), lines_.end(), line) >= times; });
+bool MembershipTap::waitFor(const std::string& line) {
+    return lines_.waitFor([&](const auto& all) { return std::find(all.begin(), all.end(), line) != all.end(); });
 }
 
 }  // namespace test

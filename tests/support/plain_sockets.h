@@ -4,17 +4,19 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
-#include <mutex>
+#include <functional>
 #include <set>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "support/notes.h"
 #include "support/private_network.h"
 
 namespace test {
@@ -32,6 +34,8 @@ struct Endpoint {
 class PlainSocket {
 public:
     explicit PlainSocket(int family);
+    /// Takes over an open one.
+    static PlainSocket of(int descriptor);
     PlainSocket(PlainSocket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     PlainSocket& operator=(PlainSocket&&) = delete;
     ~PlainSocket();
@@ -41,7 +45,8 @@ public:
     void joinAnySource(const std::string& group, const std::string& interfaceName) const;
 
 private:
-    int descriptor_;
+    PlainSocket() = default;
+    int descriptor_ = -1;
 };
 
 /// A socket of the host, bound to address and port with reuse, and joined on the interface when that is a group.
@@ -72,26 +77,31 @@ private:
     std::thread thread_;
 };
 
+/// Hands on what comes to a descriptor, on a thread of its own, until it is destroyed.
+class Reader {
+public:
+    using Take = std::function<void(const std::uint8_t* bytes, std::size_t size)>;
+    Reader(int descriptor, Take take);
+    ~Reader();
+
+private:
+    std::atomic<bool> ending_{false};
+    std::thread thread_;
+};
+
 /// Keeps the first four bytes, as a number, of every datagram that comes to an address of a host, or to a group there.
 class Ear {
 public:
     Ear(const Host& host, const std::string& address, std::uint16_t port, const std::string& interfaceName);
-    ~Ear();
     std::set<std::uint32_t> heard();
     /// How many datagrams came, repeats included.
-    std::size_t count();
-    bool waitForNumberAbove(std::uint32_t number, std::chrono::seconds deadline = std::chrono::seconds(20));
+    std::size_t count() { return numbers_.all().size(); }
+    bool waitForNumberAbove(std::uint32_t number);
 
 private:
-    void listen();
-
     PlainSocket socket_;
-    std::atomic<bool> ending_{false};
-    std::mutex lock_;
-    std::condition_variable changed_;
-    std::set<std::uint32_t> heard_;
-    std::size_t count_ = 0;
-    std::thread thread_;
+    Notes<std::uint32_t> numbers_;
+    const Reader reader_;
 };
 
 /// Reads group membership off the wire at one interface of a host, in lines such as "igmp2 report 239.1.1.1",
@@ -100,21 +110,13 @@ private:
 class MembershipTap {
 public:
     MembershipTap(const Host& host, const std::string& interfaceName);
-    ~MembershipTap();
-    std::vector<std::string> lines();
     int count(const std::string& line);
-    bool waitFor(const std::string& line, int times = 1, std::chrono::seconds deadline = std::chrono::seconds(20));
+    bool waitFor(const std::string& line);
 
 private:
-    void listen();
-    void note(const std::string& line);
-
-    int descriptor_ = -1;
-    std::atomic<bool> ending_{false};
-    std::mutex lock_;
-    std::condition_variable changed_;
-    std::vector<std::string> lines_;
-    std::thread thread_;
+    const PlainSocket socket_;
+    Notes<std::string> lines_;
+    const Reader reader_;
 };
 
 }  // namespace test

@@ -22,6 +22,7 @@
 #include "media/host/base_output_pin.h"
 #include "media/nominal_bit_rate.h"
 #include "media/sample_helpers.h"
+#include "support/notes.h"
 
 namespace test {
 
@@ -74,29 +75,15 @@ public:
     HRESULT AddFilter(IBaseFilter* filter, const WCHAR* name) override { return filter->JoinFilterGraph(this, name); }
     HRESULT RemoveFilter(IBaseFilter* filter) override { return filter->JoinFilterGraph(nullptr, nullptr); }
     HRESULT Notify(std::int32_t code, std::intptr_t param1, std::intptr_t param2) override {
-        std::unique_lock hold(lock_);
-        events_.push_back({code, param1, param2});
-        changed_.notify_all();
-        changed_.wait(hold, [this] { return !holding_; });
+        events_.add({code, param1, param2});
         return S_OK;
     }
 
     /// Holds the caller of each Notify until it is called with false.
-    void hold(bool on) {
-        const std::lock_guard guard(lock_);
-        holding_ = on;
-        changed_.notify_all();
-    }
+    void hold(bool on) { events_.hold(on); }
     /// False when it has not happened by the deadline.
-    bool waitFor(const std::function<bool(const std::vector<Event>&)>& enough) {
-        std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, kDeadline, [&] { return enough(events_); });
-    }
-
-    std::vector<Event> events() {
-        const std::lock_guard hold(lock_);
-        return events_;
-    }
+    bool waitFor(const std::function<bool(const std::vector<Event>&)>& enough) { return events_.waitFor(enough); }
+    std::vector<Event> events() { return events_.all(); }
     int count(std::int32_t code) {
         int found = 0;
         for (const Event& event : events()) found += event.code == code ? 1 : 0;
@@ -104,10 +91,23 @@ public:
     }
 
 private:
-    std::mutex lock_;
-    std::condition_variable changed_;
-    bool holding_ = false;
-    std::vector<Event> events_;
+    Notes<Event> events_;
+};
+
+/// The types of a pin: offered in order, and the only ones taken unless there is none.
+struct TypeList {
+    HRESULT check(const CMediaType& type) const {
+        const auto isSame = [&type](const CMediaType& known) {
+            return type.majortype == known.majortype && type.subtype == known.subtype;
+        };
+        return all.empty() || std::any_of(all.begin(), all.end(), isSame) ? S_OK : S_FALSE;
+    }
+    HRESULT give(int position, CMediaType& type) const {
+        if (position < 0 || position >= static_cast<int>(all.size())) return VFW_S_NO_MORE_ITEMS;
+        type = all[static_cast<std::size_t>(position)];
+        return S_OK;
+    }
+    const std::vector<CMediaType> all;
 };
 
 /// A renderer with one input pin that takes any type, or the given ones, and keeps copies of what it receives.
@@ -230,20 +230,10 @@ private:
     class Pin final : public CBaseInputPin {
     public:
         Pin(CollectingFilter& filter, std::vector<CMediaType> types)
-            : CBaseInputPin(&filter, &filter.filterLock_, u"In"), owner_(filter), types_(std::move(types)) {}
+            : CBaseInputPin(&filter, &filter.filterLock_, u"In"), owner_(filter), types_{std::move(types)} {}
 
-        HRESULT CheckMediaType(const CMediaType* type) override {
-            if (types_.empty()) return S_OK;
-            for (const CMediaType& known : types_) {
-                if (type->majortype == known.majortype && type->subtype == known.subtype) return S_OK;
-            }
-            return S_FALSE;
-        }
-        HRESULT GetMediaType(int position, CMediaType* type) override {
-            if (position < 0 || position >= static_cast<int>(types_.size())) return VFW_S_NO_MORE_ITEMS;
-            *type = types_[static_cast<std::size_t>(position)];
-            return S_OK;
-        }
+        HRESULT CheckMediaType(const CMediaType* type) override { return types_.check(*type); }
+        HRESULT GetMediaType(int position, CMediaType* type) override { return types_.give(position, *type); }
         HRESULT Receive(IMediaSample* sample) override {
             const HRESULT status = CBaseInputPin::Receive(sample);
             return status == S_OK ? owner_.take(*sample) : status;
@@ -278,7 +268,7 @@ private:
 
     private:
         CollectingFilter& owner_;
-        const std::vector<CMediaType> types_;
+        const TypeList types_;
     };
 
     template <class Change>
@@ -419,19 +409,10 @@ private:
     class Pin final : public CBaseOutputPin {
     public:
         Pin(FeedingFilter& filter, std::vector<CMediaType> types, const ALLOCATOR_PROPERTIES& least)
-            : CBaseOutputPin(&filter, &filter.filterLock_, u"Out"), types_(std::move(types)), least_(least) {}
+            : CBaseOutputPin(&filter, &filter.filterLock_, u"Out"), types_{std::move(types)}, least_(least) {}
 
-        HRESULT CheckMediaType(const CMediaType* type) override {
-            for (const CMediaType& known : types_) {
-                if (type->majortype == known.majortype && type->subtype == known.subtype) return S_OK;
-            }
-            return S_FALSE;
-        }
-        HRESULT GetMediaType(int position, CMediaType* type) override {
-            if (position < 0 || position >= static_cast<int>(types_.size())) return VFW_S_NO_MORE_ITEMS;
-            *type = types_[static_cast<std::size_t>(position)];
-            return S_OK;
-        }
+        HRESULT CheckMediaType(const CMediaType* type) override { return types_.check(*type); }
+        HRESULT GetMediaType(int position, CMediaType* type) override { return types_.give(position, *type); }
         HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override {
             request->cBuffers = std::max(request->cBuffers, least_.cBuffers);
             request->cbBuffer = std::max(request->cbBuffer, least_.cbBuffer);
@@ -442,7 +423,7 @@ private:
         }
 
     private:
-        const std::vector<CMediaType> types_;
+        const TypeList types_;
         const ALLOCATOR_PROPERTIES least_;
     };
 

@@ -67,7 +67,7 @@ TEST_P(LostInterface, TheReceiverTellsNoDataAndThenDataWithoutARestart) {
     (hosts.*fault.happen)();
     // A group still arrives at an interface that has lost its address: here silence comes from the other side.
     if (fault.happen == &TwoHosts::removeAddress) spoken.reset();
-    for (auto* graph : graphs) graph->presence.waitFor(false, gone, kAfterTimeout);
+    for (auto* graph : graphs) EXPECT_TRUE(graph->presence.waitFor(false, gone, kAfterTimeout));
     std::this_thread::sleep_until(gone + milliseconds(4000));  // the length of the story
 
     const auto mended = Clock::now();
@@ -76,7 +76,7 @@ TEST_P(LostInterface, TheReceiverTellsNoDataAndThenDataWithoutARestart) {
         spoken.reset();
         spoken = std::make_unique<ThreeStreams>(hosts);
     }
-    for (auto* graph : graphs) graph->presence.waitFor(true, mended, kAfterTimeout);
+    for (auto* graph : graphs) EXPECT_TRUE(graph->presence.waitFor(true, mended, kAfterTimeout));
 }
 
 TEST_P(LostInterface, TheSenderServesTheOthersAndComesBack) {

@@ -9,63 +9,17 @@
 #include "graph/filter_graph.h"
 #include "interfaces/class_ids.h"
 #include "interfaces/i_source_config.h"
+#include "support/presence_listener.h"
 #include "support/recording_log.h"
 #include "support/registered_module.h"
 #include "support/test_filters.h"
 
 namespace test {
 
-/// Writes down what the receiver tells of its data state, and when.
-class Presence final : public IDataSourceListener {
-public:
-    using Clock = std::chrono::steady_clock;
-
-    void OnDataPresenceChanged(bool present) override {
-        const std::lock_guard hold(lock_);
-        told_.push_back({present, Clock::now()});
-        changed_.notify_all();
-    }
-    void OnReserved() override {}
-
-    /// Time at which `present` was told first after `from`; fails the test and gives `from` when it was not told in
-    /// time.
-    Clock::time_point waitFor(bool present, Clock::time_point from, std::chrono::milliseconds deadline) {
-        std::unique_lock hold(lock_);
-        Clock::time_point found = from;
-        const auto heard = [&] {
-            for (const auto& one : told_) {
-                if (one.present != present || one.when <= from) continue;
-                found = one.when;
-                return true;
-            }
-            return false;
-        };
-        EXPECT_TRUE(changed_.wait_until(hold, from + deadline, heard))
-            << (present ? "data" : "no data") << " was not told within " << deadline.count() << " ms";
-        return found;
-    }
-
-    int count(bool present) {
-        const std::lock_guard hold(lock_);
-        int found = 0;
-        for (const auto& one : told_) found += one.present == present ? 1 : 0;
-        return found;
-    }
-
-private:
-    struct Told {
-        bool present;
-        Clock::time_point when;
-    };
-    std::mutex lock_;
-    std::condition_variable changed_;
-    std::vector<Told> told_;
-};
-
 /// The receiver before a collector, with a listener. Members may be used at will; the destructor stops in order.
 struct ReceivingGraph {
     const RegisteredModule& module = RegisteredModule::once();
-    Presence presence;
+    PresenceListener presence;
     RecordingLog log;
     ComPtr<IBaseFilter> filter = mcgate::host::create<IBaseFilter>(CLSID_CNetworkReceiverFilter);
     ComPtr<ISourceConfig> config = filter.query<ISourceConfig>();
