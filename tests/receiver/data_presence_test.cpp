@@ -2,9 +2,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <future>
-#include <mutex>
+#include <thread>
 
 #include "receiver/receiver_filter_fixture.h"
 #include "support/presence_listener.h"
@@ -62,140 +61,65 @@ TEST_F(DataPresence, ARemovedListenerIsWaitedForAndNotCalledAgain) {
     EXPECT_EQ(next.heard(), "T");
 }
 
-TEST_F(DataPresence, AListenerThatRemovesItselfDoesNotWait) {
-    std::promise<std::chrono::steady_clock::duration> took;
-    test::PresenceListener once([&] {
-        const auto begin = std::chrono::steady_clock::now();
-        filter->RemoveDataSourceListener(nullptr);
-        took.set_value(std::chrono::steady_clock::now() - begin);
-    });
-    filter->SetDataSourceListener(&once);
-    ASSERT_EQ(listenOn(kPort), S_OK);
-    ASSERT_EQ(filter->Run(0), S_OK);
-    send(1);
-    EXPECT_LT(took.get_future().get(), 200ms);
-    filter->Stop();
-}
-
-/// The silence of a network, granted turn by turn: each turn of the worker waits in its listener until the test grants
-/// one, and finds no data.
-class Silence {
-public:
-    /// Returns when the worker has finished `count` more turns and waits in the next. False past the deadline.
-    bool turns(int count) {
-        std::unique_lock hold(lock_);
-        granted_ += count;
-        changed_.notify_all();
-        return changed_.wait_for(hold, test::kDeadline, [this] { return asked_ > granted_; });
-    }
-    /// No turn waits any more.
-    void end() {
-        const std::lock_guard hold(lock_);
-        ended_ = true;
-        changed_.notify_all();
-    }
-    CNetReceiver::Makers makers() {
-        return {[this](const udp::Endpoint& target) {
-                    ++made;
-                    return std::make_unique<Listener>(*this, target);
-                },
-                [] { return std::make_unique<NoReports>(); }};
-    }
-
+/// A network without data. Each turn of the worker finds none, at once; counts the turns of the first listener.
+struct Silence {
+    std::atomic<int> turns{0};
     std::atomic<int> made{0};  ///< listeners
 
+    CNetReceiver::Makers makers() {
+        CNetReceiver::Makers makers;
+        makers.listener = [this](const udp::Endpoint& target) {
+            ++made;
+            return std::make_unique<Listener>(*this, target);
+        };
+        return makers;
+    }
+    /// False when there was one listener alone until the deadline.
+    bool waitForRebuild() const {
+        const auto end = std::chrono::steady_clock::now() + test::kDeadline;
+        while (made < 2 && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+        return made >= 2;
+    }
+
 private:
-    class Listener final : public udp::INetListener {
-    public:
-        Listener(Silence& silence, const udp::Endpoint& target) : silence_(silence), target_(target) {}
+    struct Listener final : udp::INetListener {
+        Listener(Silence& owner, const udp::Endpoint& endpoint) : silence(owner), target(endpoint) {}
         std::int32_t Receive(char*, std::uint32_t) override { return -1; }
         bool WaitForData(std::int32_t) override {
-            silence_.awaitGrant();
+            if (silence.made == 1) ++silence.turns;
             return false;
         }
-        udp::Endpoint& GetEndpoint(udp::Endpoint& out) override { return out = target_; }
-
-    private:
-        Silence& silence_;
-        const udp::Endpoint target_;
+        udp::Endpoint& GetEndpoint(udp::Endpoint& out) override { return out = target; }
+        Silence& silence;
+        const udp::Endpoint target;
     };
-    class NoReports final : public quorvel::network::ip::igmp_socket::v0::IRawMembershipSender {
-    public:
-        std::int32_t SendMembershipReport(const char*) override { return 0; }
-        std::int32_t SendMembershipReport(std::uint32_t) override { return 0; }
-    };
-
-    void awaitGrant() {
-        std::unique_lock hold(lock_);
-        ++asked_;
-        changed_.notify_all();
-        changed_.wait(hold, [this] { return ended_ || asked_ <= granted_; });
-    }
-
-    std::mutex lock_;
-    std::condition_variable changed_;
-    int asked_ = 0;
-    int granted_ = 0;
-    bool ended_ = false;
 };
 
-/// A receiver that hears nothing but this silence.
-struct SilentReceiver {
-    Silence silence;
-    test::PresenceListener listener;
-    test::ComPtr<CNetworkReceiverFilter> filter{new CNetworkReceiverFilter(nullptr, silence.makers())};
-
-    explicit SilentReceiver(std::int32_t timeOut) {
-        filter->SetDataSourceListener(&listener);
-        filter->SetTimeout(timeOut);
-        EXPECT_EQ(filter->SetSource(5000, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
-        EXPECT_EQ(filter->Pause(), S_OK);
-    }
-    ~SilentReceiver() {
-        silence.end();
-        filter.reset();
-    }
-    /// Grants turns until the listener has been rebuilt; how many that took.
-    int turnsToRebuild() {
-        int count = 0;
-        while (silence.made == 1 && count < 100 && silence.turns(1)) ++count;
-        return count;
-    }
-};
-
-TEST(TimeOut, HalfOfItIsTheThresholdTruncatedTowardsZero) {
+// The turns themselves are counted in net_receiver_test.
+TEST(TimeOut, HalfOfItIsTheThresholdTruncatedTowardsZeroAndAChangeActsAtOnce) {
     const struct {
         std::int32_t timeOut;
         int turns;
     } cases[] = {{5001, 26}, {5000, 26}, {4999, 25}, {199, 1}, {0, 1}, {-1, 1}};
     for (const auto& one : cases) {
-        SilentReceiver receiver(one.timeOut);
-        EXPECT_EQ(receiver.turnsToRebuild(), one.turns) << one.timeOut;
+        Silence silence;
+        const test::ComPtr<CNetworkReceiverFilter> filter(new CNetworkReceiverFilter(nullptr, silence.makers()));
+        filter->SetTimeout(one.timeOut);
+        EXPECT_EQ(filter->SetSource(5000, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
+        EXPECT_EQ(filter->Pause(), S_OK);
+        ASSERT_TRUE(silence.waitForRebuild());
+        EXPECT_EQ(silence.turns, one.turns) << one.timeOut;
         std::uint32_t back = 0;
-        EXPECT_EQ(receiver.filter->GetTimeout(&back), S_OK);
+        EXPECT_EQ(filter->GetTimeout(&back), S_OK);
         EXPECT_EQ(back, static_cast<std::uint32_t>(one.timeOut));
     }
-}
-
-TEST(TimeOut, AChangeActsAtTheNextSilentTurnAndCountsTheSilenceSoFar) {
-    SilentReceiver receiver(100'000);
-    ASSERT_TRUE(receiver.silence.turns(10));
-    EXPECT_EQ(receiver.silence.made, 1);
-    receiver.filter->SetTimeout(2000);
-    ASSERT_TRUE(receiver.silence.turns(1));
-    EXPECT_EQ(receiver.silence.made, 2) << "1100 ms of silence are above 1000";
-    EXPECT_EQ(receiver.listener.heard(), "");
-    for (const char* told : {"f", "ff"}) {
-        receiver.filter->SetTimeout(told[1] == '\0' ? -1 : 0);
-        ASSERT_TRUE(receiver.silence.turns(1));
-        EXPECT_EQ(receiver.listener.heard(), told);
-    }
-    receiver.filter->SetTimeout(5001);
-    ASSERT_TRUE(receiver.silence.turns(25));
-    EXPECT_EQ(receiver.listener.heard(), "ff");
-    ASSERT_TRUE(receiver.silence.turns(1));
-    EXPECT_EQ(receiver.listener.heard(), "fff");
-    EXPECT_EQ(receiver.silence.made, 2);
+    Silence silence;
+    const test::ComPtr<CNetworkReceiverFilter> filter(new CNetworkReceiverFilter(nullptr, silence.makers()));
+    filter->SetTimeout(0x7FFFFFFF);
+    EXPECT_EQ(filter->SetSource(5000, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
+    EXPECT_EQ(filter->Pause(), S_OK);
+    filter->SetTimeout(0);
+    EXPECT_TRUE(silence.waitForRebuild());
 }
 
 }  // namespace

@@ -105,24 +105,6 @@ TEST_F(ReceiverFilterTest, AWorkerThatWaitsForASampleIsFreedByEveryWayOut) {
     }
 }
 
-TEST_F(ReceiverFilterTest, PrivateDatagramsBecomeTimedSamplesAndShortOnesAreDropped) {
-    const CMediaType type(MEDIATYPE_PrivateTimeStamped, MEDIASUBTYPE_PrivateTimeStamped);
-    connection = std::make_unique<test::PinConnection>(filter->GetPin(0), collector->input(), &type);
-    ASSERT_EQ(connection->status(), S_OK);
-    ASSERT_EQ(filter->SetSource(kPort, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
-    ASSERT_NO_FATAL_FAILURE(run());
-    send(1, 15);
-    udp::UdpPacket packet;
-    packet.size = 24;
-    for (std::uint8_t i = 0; i < 24; ++i) packet.payload[i] = i;
-    sender.send(packet);
-    ASSERT_TRUE(collector->waitForSamples(1));
-    const auto sample = collector->samples()[0];
-    EXPECT_EQ(sample.bytes, (std::vector<std::uint8_t>{8, 9, 10, 11, 12, 13, 14, 15}));
-    EXPECT_EQ(sample.start, 0x0706050403020100);
-    EXPECT_EQ(sample.stop, sample.start + 1);
-}
-
 TEST_F(ReceiverFilterTest, ThePinOffersTwoTypesAndRaisesPoolsToWhatDatagramsNeed) {
     auto& pin = static_cast<CNetOutputPin&>(*filter->GetPin(0));
     const CMediaType transport(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);

@@ -88,23 +88,4 @@ TEST(TimeStamped, EachTimeArrivesAsItWasGiven) {
     }
 }
 
-TEST(TimeStamped, ShortDatagramsVanishAndLongOnesAreCut) {
-    ReceivingGraph receiving(kPort, kHere, "0.0.0.0", "", 5000, {privateType()});
-    receiving.start();
-    const PlainSocket speaker(AF_INET);
-    const Endpoint there(kHere, kPort);
-    for (const std::size_t size : {0U, 1U, 8U, 15U, 16U, 24U, 1500U}) {
-        std::vector<std::uint8_t> bytes(size, static_cast<std::uint8_t>(size));
-        ASSERT_EQ(sendto(speaker.get(), bytes.data(), size, 0, there.get(), there.length), static_cast<ssize_t>(size));
-    }
-    ASSERT_TRUE(receiving.collector->waitForSamples(3));
-    const auto samples = receiving.collector->samples();
-    ASSERT_EQ(samples.size(), 3U) << "those below 16 bytes are none of this stream";
-    const std::uint8_t marks[] = {16, 24, 1500 & 0xFF};
-    for (std::size_t i = 0; i < samples.size(); ++i) {
-        EXPECT_EQ(samples[i].bytes, std::vector<std::uint8_t>(8, marks[i]));
-        EXPECT_EQ(samples[i].start, static_cast<REFERENCE_TIME>(0x0101010101010101ULL * marks[i]));
-    }
-}
-
 }  // namespace
