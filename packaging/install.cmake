@@ -74,10 +74,13 @@ configure_file(packaging/mcgate.pc.in ${made}/mcgate.pc @ONLY)
 install(FILES ${made}/mcgate.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
 install(DIRECTORY examples DESTINATION ${documents}/mcgate-dev COMPONENT dev)
 
-# The registry in which applications find the module's classes names the installed path, so it is made at the end of the
-# installation.
+# What names the installed paths is made at the end of the installation, when they are known: the unit, and the registry
+# in which applications find the module's classes.
 install(CODE "
+    set(MCGATE_COMMAND \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/mcgate\")
     set(root \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}\")
+    configure_file(\"${CMAKE_SOURCE_DIR}/packaging/mcgate@.service.in\"
+                   \"\${root}/lib/systemd/system/mcgate@.service\" @ONLY)
     set(registry \"\${root}/${place}/registry\")
     file(REMOVE \"\${registry}\")
     execute_process(COMMAND \"\${root}/${place}/mcgate\" register --registry \"\${registry}\"
@@ -86,5 +89,6 @@ install(CODE "
     file(READ \"\${registry}\" classes)
     string(REPLACE \"\$ENV{DESTDIR}/\" \"/\" classes \"\${classes}\")
     file(WRITE \"\${registry}\" \"\${classes}\")
-    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${place}/registry\")
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${place}/registry\"
+         \"\${CMAKE_INSTALL_PREFIX}/lib/systemd/system/mcgate@.service\")
 " COMPONENT runtime)

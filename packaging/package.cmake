@@ -21,7 +21,7 @@ set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME mcgate)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SHLIBDEPS ON)
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-    "The command mcgate and the module with its sender and receiver filters.")
+    "The command mcgate, the module with its sender and receiver filters, and a systemd unit for streams that run always.")
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME mcgate-dev)
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "mcgate (= ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})")

@@ -49,9 +49,11 @@ wait $!
 cmp <(head -c "$(stat -c %s in.ts)" got.ts) in.ts'
 echo "carried: a stream over the loopback interface, with mcgate alone installed"
 
-get install -y --no-install-recommends ./mcgate-dev_*.deb g++ cmake make
+get install -y --no-install-recommends ./mcgate-dev_*.deb g++ cmake make systemd
 alone './watch_a_stream.sh mcgate /usr/share/doc/mcgate-dev/examples'
 echo "built: the example host, which watched a stream"
+told=$(inside 'systemd-analyze verify --man=no /usr/lib/systemd/system/mcgate@.service' 2>&1) || { echo "FAILED: $told"; exit 1; }
+echo "verified: the unit"
 
 get purge -y mcgate mcgate-dev
 left=$(inside 'find / -xdev -name "*mcgate*" ! -path "/proc/*" ! -path "/root/*"')

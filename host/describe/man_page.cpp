@@ -85,6 +85,7 @@ std::string manPage(const CLI::App& app) {
         page << ".TP\n\\fB" << option->get_envname() << "\\fR\nAs \\fB" << escaped(option->get_name()) << "\\fR.\n";
     }
     page << ".SH FILES\n.TP\n\\fI~/.local/share/mcgate/registry\\fR\nThe user's registered modules.\n"
+            ".TP\n\\fI/etc/mcgate/NAME.json\\fR\nThe profile of the service mcgate@NAME.\n"
             ".TP\n\\fI/usr/share/doc/mcgate\\fR\nMore of the options, reports and the rest.\n";
     return page.str();
 }

@@ -34,6 +34,7 @@ for package in mcgate mcgate-dev; do
     [ -z "$strays" ] || fail "$package has files outside /usr: $strays"
 done
 content mcgate './usr/lib/*/mcgate/registry' | grep -q '^@="/usr/lib/.*/mcgate/mcgate.AX"$' || fail "the registry's paths"
+content mcgate './usr/lib/systemd/system/mcgate@.service' | grep -q '^ExecStart=/usr/bin/mcgate run ' || fail "the unit's path"
 dpkg-deb -f packages/mcgate_*.deb Depends | grep -q 'libc6' || fail "mcgate depends on nothing"
 dpkg-deb -f packages/mcgate-dev_*.deb Depends | grep -q '^mcgate (= ' || fail "mcgate-dev does not depend on mcgate"
 content mcgate-dev './usr/lib/*/mcgate/libmcgate_media.a' >media.a
