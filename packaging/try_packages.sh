@@ -5,7 +5,7 @@
 set -euo pipefail
 if [ "${MCGATE_OWN_MOUNTS:-}" != yes ]; then
     unshare --mount true 2>/dev/null || { echo "SKIPPED: no mount namespace can be made here"; exit 77; }
-    exec env MCGATE_OWN_MOUNTS=yes unshare --mount --pid --fork --kill-child "$0" "$@"
+    exec env MCGATE_OWN_MOUNTS=yes unshare --mount --mount-proc --pid --fork --kill-child "$0" "$@"
 fi
 mkdir -p "$1"
 directory=$(cd "$1" && pwd)
@@ -38,7 +38,7 @@ get() { # apt-get arguments
     inside "apt-get -o Acquire::Retries=3 $*" >"$directory/apt.log" 2>&1 || { tail "$directory/apt.log"; exit 1; }
 }
 
-get update
+(get update) || { echo "SKIPPED: no package lists can be fetched here"; exit 77; }
 get install -y --no-install-recommends ./mcgate_*.deb
 alone 'mcgate --version
 mcgate generate --rate 5000000 --duration 2 --out in.ts
@@ -49,11 +49,12 @@ wait $!
 cmp <(head -c "$(stat -c %s in.ts)" got.ts) in.ts'
 echo "carried: a stream over the loopback interface, with mcgate alone installed"
 
-get install -y --no-install-recommends ./mcgate-dev_*.deb g++ cmake make systemd
+get install -y --no-install-recommends systemd dbus
+"$here/try_service.sh" "$root"
+
+get install -y --no-install-recommends ./mcgate-dev_*.deb g++ cmake make
 alone './watch_a_stream.sh mcgate /usr/share/doc/mcgate-dev/examples'
 echo "built: the example host, which watched a stream"
-told=$(inside 'systemd-analyze verify --man=no /usr/lib/systemd/system/mcgate@.service' 2>&1) || { echo "FAILED: $told"; exit 1; }
-echo "verified: the unit"
 
 get purge -y mcgate mcgate-dev
 left=$(inside 'find / -xdev -name "*mcgate*" ! -path "/proc/*" ! -path "/root/*"')
