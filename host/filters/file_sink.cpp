@@ -12,6 +12,8 @@ namespace mcgate::host {
 class FileSink::Pin final : public CBaseInputPin {
 public:
     Pin(FileSink& sink, CCritSec* lock) : CBaseInputPin(&sink, lock, u"Input"), sink_(sink) {}
+    // Only a file's reader makes it wait: what is measured alone needs no thread between the socket and here.
+    HRESULT ReceiveCanBlock() override { return sink_.path_.empty() ? S_FALSE : S_OK; }
     HRESULT CheckMediaType(const CMediaType* type) override { return checkTransportStream(*type); }
     HRESULT Receive(IMediaSample* sample) override {
         const HRESULT status = CBaseInputPin::Receive(sample);
