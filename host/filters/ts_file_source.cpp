@@ -151,7 +151,9 @@ void TsFileSource::stopStreaming() {
 
 void TsFileSource::stream() {
     try {
-        if (deliverAll()) pin_->DeliverEndOfStream();
+        if (!deliverAll()) return;
+        over_ = true;
+        pin_->DeliverEndOfStream();
     } catch (...) {
         keepFailure();
         NotifyEvent(EC_ERRORABORT, E_FAIL, 0);

@@ -61,6 +61,8 @@ public:
     CBasePin* GetPin(int index) override;
     SourceFigures figures();
     std::uint32_t bitRate() const noexcept { return bitRate_; }
+    /// True once all of the input has been delivered and has left. The sender tells of that once in its life.
+    bool isOver() const noexcept { return over_.load(); }
 
 private:
     class Pin;
@@ -95,6 +97,7 @@ private:
     std::deque<StampedPacket> ready_;
     std::uint32_t bitRate_ = 0;
     bool ended_ = false;
+    std::atomic<bool> over_{false};
     bool passIsEmpty_ = true;  ///< no packet yet since the input's beginning
     bool first_ = true;
     std::int64_t lastTime_ = 0;

@@ -50,11 +50,12 @@ void GraphBase::end() noexcept {
 
 bool GraphBase::heed(std::chrono::milliseconds patience) {
     if (!graph_) return ended_;
-    const auto event = graph_->nextEvent(patience);
-    if (!event) return ended_;
-    take(*event);
-    if (event->code == EC_ERRORABORT) broken_ = static_cast<HRESULT>(event->p1);
-    ended_ = ended_ || event->code == EC_ERRORABORT || isOver(*event);
+    if (const auto event = graph_->nextEvent(patience)) {
+        take(*event);
+        const auto status = static_cast<HRESULT>(event->p1);
+        if (event->code == EC_ERRORABORT) broken_ = FAILED(status) ? status : E_FAIL;
+    }
+    ended_ = ended_ || FAILED(broken_) || isInputOver();
     return ended_;
 }
 

@@ -42,8 +42,7 @@ private:
     virtual void beforeStart(FilterGraph&) {}
     virtual void afterStart() {}
     virtual std::string whyNotStarted(HRESULT status) = 0;
-    /// True when an event says that the input is over.
-    virtual bool isOver(const FilterGraph::Event&) const { return false; }
+    virtual bool isInputOver() const { return false; }
     virtual void take(const FilterGraph::Event&) {}
     virtual StreamValues measure() = 0;
     /// Stops the filters in the order that loses nothing; `last`: as measured before. Gives the values to be kept.

@@ -60,7 +60,7 @@ private:
     void beforeStart(FilterGraph& graph) override { sender_.letClockSettle(graph, stopRequested()); }
     std::string whyNotStarted(HRESULT) override { return "can't start: " + log().lastError(); }
     void take(const FilterGraph::Event& event) override { sender_.heed(event); }
-    bool isOver(const FilterGraph::Event& event) const override { return event.code == EC_COMPLETE; }
+    bool isInputOver() const override { return source_ && source_->isOver(); }
     StreamValues measure() override {
         StreamValues result;
         sender_.fill(result, source_ ? source_->figures().samples : 0);
