@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "streams/stream_counts.h"
 #include "streams/stream_graph.h"
 
 namespace mcgate::host {
@@ -19,6 +20,7 @@ struct StreamSnapshot {
     StreamState wanted = StreamState::Stopped;
     StreamState state = StreamState::Stopped;
     StreamValues values;     ///< of the last second
+    StreamCounts totals;     ///< of all its runs, the values' counts included
     double bitRate = 0;      ///< bits per second over the last second
     double uptimeS = 0;      ///< seconds since it was run last; 0 while stopped
     double lastedS = 0;      ///< as uptimeS, but kept after a stop

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 
@@ -20,10 +21,12 @@ struct StreamValues {
     std::string kernelDropsHint;  ///< what would help against them; empty without drops
     std::optional<std::uint64_t> continuityErrors;
     bool dataPresent = false;
+    std::uint64_t dataOutages = 0;  ///< how often data that had been present went away
     std::optional<int> holdBackMs;
     std::optional<std::uint64_t> queuedSamples;
     std::optional<std::uint64_t> bufferFullNotices;
-    std::optional<std::string> priority;  ///< that the sender's threads got
+    std::optional<std::string> priority;     ///< that the sender's threads got
+    std::map<std::string, bool> interfaces;  ///< behind the destinations, by name; true: up
     struct Spacing {
         double medianMs = 0;
         double p99Ms = 0;

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "streams/managed_stream.h"
+#include "streams/stream_counts.h"
+
+namespace mcgate::host {
+
+/// What the page tells of one stream.
+struct MeteredStream {
+    std::string graph;  ///< its name, unique on the page
+    StreamKind kind = StreamKind::Send;
+    StreamSnapshot now;
+};
+
+/// Writes what streams do in the text exposition format of Prometheus, version 0.0.4; docs/METRICS.md lists it. A
+/// counter of a graph doesn't go backwards from page to page for as long as the graph is on each, whatever is stopped,
+/// run or made anew under its name.
+/// Threads: one at a time.
+class MetricsPage {
+public:
+    explicit MetricsPage(std::string version) : version_(std::move(version)) {}
+    std::string text(const std::vector<MeteredStream>& streams);
+
+private:
+    const std::string version_;
+    const std::chrono::system_clock::time_point start_ = std::chrono::system_clock::now();
+    std::map<std::string, RunningSums> sums_;  ///< by graph
+};
+
+}  // namespace mcgate::host
