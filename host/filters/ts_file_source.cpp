@@ -247,6 +247,7 @@ bool TsFileSource::deliver(const StampedPacket* packets, std::size_t count, bool
     if (flushes && !letFlushEnd(packets[0].time)) return false;
     const std::lock_guard hold(figuresLock_);
     ++figures_.samples;
+    figures_.place = reader_.place();
     if (!padding) figures_.bytes += count * kPacketSize;
     return true;
 }

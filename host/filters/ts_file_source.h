@@ -29,7 +29,8 @@ struct TsFileSourceOptions {
 struct SourceFigures {
     std::uint64_t samples = 0;
     std::uint64_t bytes = 0;  ///< of the input, without the padding at its end
-    std::string error;        ///< what ended the stream early, if anything did
+    PacketReader::Place place;
+    std::string error;  ///< what ended the stream early, if anything did
 };
 
 /// The stop request came before the beginning of the input.

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "ts/packet_reader.h"
 #include "ts/stream_meter.h"
 
 namespace mcgate::host {
@@ -25,8 +26,9 @@ struct StreamValues {
     std::optional<int> holdBackMs;
     std::optional<std::uint64_t> queuedSamples;
     std::optional<std::uint64_t> bufferFullNotices;
-    std::optional<std::string> priority;     ///< that the sender's threads got
-    std::map<std::string, bool> interfaces;  ///< behind the destinations, by name; true: up
+    std::optional<std::string> priority;       ///< that the sender's threads got
+    std::map<std::string, bool> interfaces;    ///< behind the destinations, by name; true: up
+    std::optional<PacketReader::Place> input;  ///< how far a sender's input has been read
     struct Spacing {
         double medianMs = 0;
         double p99Ms = 0;

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -39,6 +40,7 @@ PacketReader::PacketReader(const std::string& path) : path_(path == "-" ? "stand
     descriptor_ = path == "-" ? fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0)
                               : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor_ < 0) throw std::runtime_error("can't open " + path_ + ": " + std::strerror(errno));
+    lookAtSize();
 }
 
 PacketReader::~PacketReader() { close(descriptor_); }
@@ -56,7 +58,13 @@ bool PacketReader::fill() {
     if (got < 0 && error != EINTR && error != EAGAIN)
         throw std::runtime_error("can't read " + path_ + ": " + std::strerror(error));
     ended_ = got == 0;
+    fetched_ += got > 0 ? static_cast<std::uint64_t>(got) : 0;
     return true;
+}
+
+void PacketReader::lookAtSize() noexcept {
+    struct stat file {};
+    size_ = fstat(descriptor_, &file) == 0 && S_ISREG(file.st_mode) ? static_cast<std::uint64_t>(file.st_size) : 0;
 }
 
 // Called with enough bytes, or with all there are.
@@ -112,6 +120,9 @@ bool PacketReader::rewind() {
     begin_ = 0;
     synced_ = false;
     ended_ = false;
+    fetched_ = 0;
+    ++pass_;
+    lookAtSize();
     return true;
 }
 

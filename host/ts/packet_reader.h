@@ -25,10 +25,18 @@ public:
     /// Back to the beginning; false where the input can't.
     bool rewind();
     std::uint64_t bytesRead() const noexcept { return total_; }
+    /// How far it has read.
+    struct Place {
+        std::uint64_t position = 0;  ///< bytes of the present pass, whatever they were
+        std::uint64_t size = 0;      ///< bytes that the file had at the beginning of the pass; 0: no file
+        std::uint64_t pass = 1;      ///< from 1, counts the rewinds
+    };
+    Place place() const noexcept { return {fetched_ - (buffer_.size() - begin_), size_, pass_}; }
 
 private:
     bool fill();
     bool findSync();
+    void lookAtSize() noexcept;
 
     const std::string path_;
     int descriptor_ = -1;
@@ -37,6 +45,9 @@ private:
     std::vector<std::uint8_t> buffer_;
     std::size_t begin_ = 0;
     std::uint64_t total_ = 0;
+    std::uint64_t fetched_ = 0;  ///< bytes of this pass
+    std::uint64_t size_ = 0;
+    std::uint64_t pass_ = 1;
 };
 
 }  // namespace mcgate::host

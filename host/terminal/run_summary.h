@@ -1,0 +1,63 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "streams/notice.h"
+#include "streams/stream_values.h"
+
+namespace mcgate::host {
+
+/// When data came, and how often and for how long it was gone since.
+struct DataRecord {
+    /// The data state at a time, in seconds since the start.
+    void look(bool present, double atS);
+
+    std::optional<double> firstS;
+    std::uint64_t outages = 0;
+    double goneS = 0;     ///< in all, to the last look
+    double longestS = 0;  ///< of one outage, to the last look
+
+private:
+    std::optional<double> goneSinceS_;
+    double goneBeforeS_ = 0;
+};
+
+/// What a run of one stream amounts to, in some plain lines for a ticket.
+/// Threads: `heed` from any; a leaf lock guards what it keeps. All else from one.
+class RunSummary {
+public:
+    /// `what`: the version and the command as it was typed, a line each.
+    explicit RunSummary(std::string what) : what_(std::move(what)) {}
+
+    /// The values at a time, in seconds since the start, and the bit rate since the look before; once a second.
+    void observe(const StreamValues& values, double atS, std::optional<double> bitRate);
+    void heed(const Notice& notice);
+    /// `kind`: of the command, "send", "receive" or "relay". `meanRate`: in bits per second.
+    std::string text(const std::string& kind, const StreamValues& values, double elapsedS,
+                     std::optional<double> meanRate) const;
+
+private:
+    std::string dataLine() const;
+    std::string noticeLines() const;
+
+    const std::string what_;
+    const std::chrono::system_clock::time_point start_ = std::chrono::system_clock::now();
+    DataRecord data_;
+    double peakRate_ = 0;
+
+    mutable std::mutex lock_;
+    std::map<std::string, bool> interfaces_;  ///< up, as last told
+    std::deque<std::string> changes_;         ///< of interfaces, the last ones
+    std::uint64_t changeCount_ = 0;
+    std::uint64_t errors_ = 0;
+    std::uint64_t warnings_ = 0;
+    std::string lastFault_;
+};
+
+}  // namespace mcgate::host

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "streams/stream_values.h"
+#include "terminal/terminal.h"
+
+namespace mcgate::host {
+
+/// "0:02:07", or "26:00:01" after more than a day. Negative ones count as 0.
+std::string durationText(double seconds);
+
+/// What a stream does at the moment, for live rows.
+struct LiveStream {
+    std::string name;
+    std::string state;  ///< of one that doesn't run: "stopped", "failed"; empty: its data state tells
+    double elapsedS = 0;
+    std::optional<double> bitRate;  ///< bits per second
+    StreamValues values;
+};
+
+/// One stream, in as few rows as hold it.
+std::vector<Row> streamRows(const LiveStream& stream, std::size_t columns);
+/// Several streams, a row each below a heading.
+std::vector<Row> streamTable(const std::vector<LiveStream>& streams, std::size_t columns);
+
+}  // namespace mcgate::host
