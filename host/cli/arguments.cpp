@@ -5,6 +5,7 @@
 #include <map>
 
 #include "cli/help.h"
+#include "http/listen_address.h"
 
 namespace mcgate::host {
 
@@ -32,13 +33,13 @@ CLI::Validator milliseconds(std::int64_t least, std::int64_t most = 3'600'000) {
     return between(least, most, "milliseconds");
 }
 
-void addReport(CLI::App& command, ReportForm& form) {
+void addReport(CLI::App& command, ReportOptions& options) {
     static const std::map<std::string, ReportForm> kForms{
         {"text", ReportForm::Text}, {"json", ReportForm::Json}, {"none", ReportForm::None}};
     command
         .add_option_function<std::string>(
             "--report",
-            [&form](const std::string& text) {
+            [&form = options.form](const std::string& text) {
                 const auto found = kForms.find(text);
                 if (found == kForms.end())
                     throw CLI::ValidationError("--report", "'" + text + "' is no form of report");
@@ -46,6 +47,21 @@ void addReport(CLI::App& command, ReportForm& form) {
             },
             "a line or a JSON object a second on standard error, or faults alone; text at first")
         ->type_name("text|json|none");
+    const CLI::Validator isPlace(
+        [](std::string& text) -> std::string {
+            try {
+                parseListenAddress(text);
+                return {};
+            } catch (const UsageError& problem) {
+                return problem.what();
+            }
+        },
+        "");
+    command
+        .add_option("--metrics", options.metrics,
+                    "serves metrics for Prometheus there; a port alone is one of 127.0.0.1")
+        ->check(isPlace)
+        ->type_name("ADDRESS:PORT");
 }
 
 // A saved configuration is replaced in one step, which standard output can't be. Gives the option to load one.

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <string_view>
 
 #include "cli/arguments.h"
 #include "cli/help.h"
@@ -44,6 +45,15 @@ std::string rightForm(const CLI::App& app) {
     return "one of " + names.substr(0, last) + " and " + names.substr(last + 2) + "; mcgate --help tells more";
 }
 
+// As a shell takes it.
+std::string quoted(const std::string& word) {
+    constexpr std::string_view kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-+=:,./@%[]";
+    if (!word.empty() && word.find_first_not_of(kPlain) == std::string::npos) return word;
+    std::string result = "'";
+    for (const char c : word) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return result + "'";
+}
+
 [[noreturn]] void refuse(const CLI::ParseError& problem, const CLI::App& app) {
     std::string text = problem.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
@@ -63,6 +73,9 @@ Task parseCommandLine(int argc, char** argv) {
     } catch (const CLI::ParseError& problem) {
         refuse(problem, *app);
     }
+    std::string typed = "mcgate";
+    for (int i = 1; i < argc; ++i) typed += " " + quoted(argv[i]);
+    arguments->send.report.command = arguments->receive.report.command = arguments->relay.report.command = typed;
     useRegistry(arguments->registry);
     return [arguments, run = runOf(app->get_subcommands().front()->get_name())] { return run(*arguments); };
 }

@@ -12,7 +12,7 @@ namespace mcgate::host {
 struct SendOptions : SenderOptions {
     std::string input;
     bool loop = false;
-    ReportForm report = ReportForm::Text;
+    ReportOptions report;
 };
 
 struct ReceiveOptions : ReceiverOptions {
@@ -20,19 +20,19 @@ struct ReceiveOptions : ReceiverOptions {
     std::string out;
     double durationSeconds = 0;  ///< 0: without end
     double idleExitSeconds = 0;  ///< 0: never
-    ReportForm report = ReportForm::Text;
+    ReportOptions report;
 };
 
 struct RelayOptions : SenderOptions, ReceiverOptions {
     RelayOptions() { offsetMs = 40; }  // most of what jitter a network adds; the sender finds the rest
     bool privateStream = false;
     double durationSeconds = 0;  ///< 0: without end
-    ReportForm report = ReportForm::Text;
+    ReportOptions report;
 };
 
 struct RunOptions {
     std::string profile;
-    ReportForm report = ReportForm::Text;
+    ReportOptions report;
 };
 
 struct GenerateOptions {

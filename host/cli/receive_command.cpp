@@ -1,8 +1,8 @@
 #include <chrono>
 
 #include "cli/commands.h"
-#include "cli/notice_printer.h"
 #include "cli/stop_signal.h"
+#include "cli/stream_report.h"
 #include "streams/stream_graph.h"
 
 namespace mcgate::host {
@@ -38,11 +38,9 @@ private:
 }  // namespace
 
 int runReceive(const ReceiveOptions& options) {
-    NoticePrinter printer(options.report, "receive");
-    Report report(options.report, "receive");
+    StreamReport report(options.report, StreamKind::Receive);
     const ReceiveSettings settings{options.url, options.out, options.timeoutMs};
-    const auto graph = makeStreamGraph({"receive", StreamState::Running, settings},
-                                       [&printer](const Notice& notice) { printer.tell(notice); }, stopRequested,
+    const auto graph = makeStreamGraph({"receive", StreamState::Running, settings}, report.sink(), stopRequested,
                                        {options.load, options.save});
     End end(options);
     graph->run();

@@ -1,8 +1,8 @@
 #include <chrono>
 
 #include "cli/commands.h"
-#include "cli/notice_printer.h"
 #include "cli/stop_signal.h"
+#include "cli/stream_report.h"
 #include "streams/stream_graph.h"
 
 namespace mcgate::host {
@@ -16,8 +16,7 @@ constexpr std::chrono::milliseconds kLook{100};
 }  // namespace
 
 int runRelay(const RelayOptions& options) {
-    NoticePrinter printer(options.report, "relay");
-    Report report(options.report, "relay");
+    StreamReport report(options.report, StreamKind::Relay);
     RelaySettings settings;
     settings.input = options.url;
     settings.to = options.destinations;
@@ -25,9 +24,7 @@ int runRelay(const RelayOptions& options) {
     settings.pacing = !options.noPacing;
     settings.privateStream = options.privateStream;
     settings.timeoutMs = options.timeoutMs;
-    const auto graph = makeStreamGraph(
-        {"relay", StreamState::Running, settings}, [&printer](const Notice& notice) { printer.tell(notice); },
-        stopRequested);
+    const auto graph = makeStreamGraph({"relay", StreamState::Running, settings}, report.sink(), stopRequested);
     graph->run();
     const auto started = Clock::now();
     const auto timeIsUp = [&] {

@@ -2,9 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <cstdio>
 #include <nlohmann/json.hpp>
 #include <sstream>
+
+#include "terminal/stream_rows.h"
 
 namespace mcgate::host {
 
@@ -68,9 +69,9 @@ void Report::write(const StreamValues& values, bool final) {
         const auto bytes = static_cast<double>(*values.bytes - (final ? 0 : lastBytes_));
         bitRate = since.count() > 0 ? bytes * 8 / since.count() : 0;
     }
+    if (!final) summary_.observe(values, whole.count(), bitRate);
     if (form_ == ReportForm::Json) writeJson(values, whole.count(), bitRate, final);
     if (form_ == ReportForm::Text) writeText(values, whole.count(), bitRate, final);
-    if (form_ == ReportForm::Text) tellDrops(values);
     last_ = now;
     lastBytes_ = values.bytes.value_or(0);
     while (next_ <= now) next_ += std::chrono::seconds(1);
@@ -79,22 +80,37 @@ void Report::write(const StreamValues& values, bool final) {
 void Report::writeJson(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
     auto line = reportFields(values, seconds, bitRate);
     if (final) line["final"] = true;
-    std::fprintf(stderr, "%s\n", line.dump().c_str());
+    terminal_.print(line.dump() + '\n');
 }
 
-void Report::writeText(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
-    std::string line = name_ + (final ? " total " : " ") + fmt::format("{:.2f} s", seconds);
-    line += reportWords(values, bitRate);
-    if (final && values.priority) line += "  priority " + *values.priority;
-    std::fprintf(stderr, "%s\n", line.c_str());
+// A terminal's reader has seen the figures of the moment, and a file's has them in the lines.
+void Report::writeText(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) {
+    if (terminal_.isLive() && !final) {
+        terminal_.show([live = LiveStream{name_, {}, seconds, bitRate, values}](const Terminal::Size& room) {
+            return streamRows(live, room.columns);
+        });
+    } else {
+        terminal_.show(nullptr);
+        if (!terminal_.isLive()) terminal_.print(line(values, seconds, bitRate, final) + '\n');
+    }
+    tellDrops(values);
+    if (final) terminal_.print(summary_.finish(kind_, values, seconds, bitRate));
+}
+
+std::string Report::line(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
+    std::string text = name_ + (final ? " total " : " ") + fmt::format("{:.2f} s", seconds);
+    text += reportWords(values, bitRate);
+    if (final && values.priority) text += "  priority " + *values.priority;
+    return text;
 }
 
 // Once for each growth, not with every line.
 void Report::tellDrops(const StreamValues& values) {
     if (values.kernelDrops.value_or(0) <= toldDrops_) return;
     toldDrops_ = *values.kernelDrops;
-    std::fprintf(stderr, "%s: the kernel dropped %llu datagrams because the socket's receive buffer was full; %s\n",
-                 name_.c_str(), static_cast<unsigned long long>(toldDrops_), values.kernelDropsHint.c_str());
+    terminal_.print(
+        fmt::format("{}: the kernel dropped {} datagrams because the socket's receive buffer was full; {}\n", name_,
+                    toldDrops_, values.kernelDropsHint));
 }
 
 }  // namespace mcgate::host

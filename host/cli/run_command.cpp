@@ -1,5 +1,6 @@
 #include <chrono>
 #include <future>
+#include <memory>
 #include <thread>
 
 #include "cli/commands.h"
@@ -8,6 +9,7 @@
 #include "cli/service_manager.h"
 #include "cli/stop_signal.h"
 #include "cli/url.h"
+#include "metrics/metrics_server.h"
 #include "streams/profile.h"
 #include "streams/stream_set.h"
 
@@ -23,12 +25,14 @@ class Running {
 public:
     explicit Running(const RunOptions& options)
         : options_(options),
-          printer_(options.report, "run"),
-          report_(options.report),
+          printer_(options.report.form, "run", [this](const std::string& line) { terminal_.print(line); }),
+          report_(options.report.form, terminal_),
           streams_([this](const std::string& stream, const Notice& notice) { printer_.tell(notice, stream); }) {}
 
     void run() {
-        streams_.apply(readProfile(options_.profile));
+        const auto profile = readProfile(options_.profile);
+        serveMetrics();
+        streams_.apply(profile);
         manager_.ready();
         while (!stopRequested()) turn();
         manager_.stopping();
@@ -38,6 +42,11 @@ public:
     }
 
 private:
+    void serveMetrics() {
+        if (options_.report.metrics.empty()) return;
+        metrics_ = std::make_unique<MetricsServer>(parseListenAddress(options_.report.metrics), MCGATE_VERSION,
+                                                   [this] { return streams_.views(); });
+    }
     void turn() {
         std::this_thread::sleep_for(kLook);
         manager_.keepAlive();
@@ -72,11 +81,13 @@ private:
     }
 
     const RunOptions& options_;
+    Terminal terminal_{Terminal::standardError()};
     NoticePrinter printer_;
     RunReport report_;
     ServiceManager manager_;
     StreamSet streams_;
     std::future<void> change_;
+    std::unique_ptr<MetricsServer> metrics_;
 };
 
 }  // namespace

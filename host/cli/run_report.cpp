@@ -3,8 +3,9 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <nlohmann/json.hpp>
+
+#include "terminal/stream_rows.h"
 
 namespace mcgate::host {
 
@@ -55,13 +56,13 @@ double wholeRate(const StreamSnapshot& snapshot) {
     return snapshot.lastedS > 0 ? bytes * 8 / snapshot.lastedS : 0;
 }
 
-void writeObject(const StreamSet::View& stream, double bitRate, bool final) {
+LiveStream liveOf(const StreamSet::View& stream) {
     const StreamSnapshot& now = stream.snapshot;
-    nlohmann::ordered_json line{
-        {"stream", stream.name}, {"kind", nameOf(stream.kind)}, {"state", nameOf(now.state)}, {"error", now.error}};
-    line.update(reportFields(now.values, now.lastedS, now.values.bytes ? std::optional(bitRate) : std::nullopt));
-    if (final) line["final"] = true;
-    std::fprintf(stderr, "%s\n", line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace).c_str());
+    LiveStream live{stream.name, {}, now.uptimeS, {}, now.values};
+    if (now.values.bytes) live.bitRate = now.bitRate;
+    if (!now.error.empty()) live.state = "failed";
+    if (live.state.empty() && now.state != StreamState::Running) live.state = nameOf(now.state);
+    return live;
 }
 
 }  // namespace
@@ -85,19 +86,35 @@ void RunReport::write(const Views& streams) {
     if (form_ == ReportForm::Json) {
         for (const auto& stream : streams) writeObject(stream, stream.snapshot.bitRate, false);
     }
-    if (++seconds_ % kSecondsPerLine != 0) return;
-    if (form_ == ReportForm::Text) std::fprintf(stderr, "%s\n", lineOf(streams, whole.count()).c_str());
+    if (form_ != ReportForm::Text) return;
+    if (terminal_.isLive()) {
+        std::vector<LiveStream> live;
+        for (const auto& stream : streams) live.push_back(liveOf(stream));
+        terminal_.show([live](const Terminal::Size& room) { return streamTable(live, room); });
+    } else if (++seconds_ % kSecondsPerLine == 0) {
+        terminal_.print(lineOf(streams, whole.count()) + '\n');
+    }
+}
+
+void RunReport::writeObject(const StreamSet::View& stream, double bitRate, bool final) const {
+    const StreamSnapshot& now = stream.snapshot;
+    nlohmann::ordered_json line{
+        {"stream", stream.name}, {"kind", nameOf(stream.kind)}, {"state", nameOf(now.state)}, {"error", now.error}};
+    line.update(reportFields(now.values, now.lastedS, now.values.bytes ? std::optional(bitRate) : std::nullopt));
+    if (final) line["final"] = true;
+    terminal_.print(line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + '\n');
 }
 
 void RunReport::writeLast(const Views& streams) const {
+    terminal_.show(nullptr);
     for (const auto& stream : streams) {
         const StreamValues& values = stream.snapshot.values;
         const double bitRate = wholeRate(stream.snapshot);
         if (form_ == ReportForm::Json) writeObject(stream, bitRate, true);
         if (form_ != ReportForm::Text) continue;
         const auto rate = values.bytes ? std::optional(bitRate) : std::nullopt;
-        std::fprintf(stderr, "%s: total %.2f s%s\n", stream.name.c_str(), stream.snapshot.lastedS,
-                     reportWords(values, rate).c_str());
+        terminal_.print(
+            fmt::format("{}: total {:.2f} s{}\n", stream.name, stream.snapshot.lastedS, reportWords(values, rate)));
     }
 }
 

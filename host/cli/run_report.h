@@ -6,6 +6,7 @@
 
 #include "cli/report.h"
 #include "streams/stream_set.h"
+#include "terminal/terminal.h"
 
 namespace mcgate::host {
 
@@ -13,10 +14,11 @@ namespace mcgate::host {
 std::string stateWords(const std::vector<StreamSet::View>& streams);
 
 /// What a process with several streams reports on standard error: as JSON an object for each stream a second, as text
-/// one line for all of them every ten seconds, and at the end each by itself. One thread.
+/// one line for all of them every ten seconds or on a terminal a table of them, and at the end each by itself. One
+/// thread.
 class RunReport {
 public:
-    explicit RunReport(ReportForm form) : form_(form) {}
+    RunReport(ReportForm form, Terminal& terminal) : form_(form), terminal_(terminal) {}
     /// True once a second.
     bool due() const { return Clock::now() >= next_; }
     void write(const std::vector<StreamSet::View>& streams);
@@ -24,9 +26,11 @@ public:
 
 private:
     using Clock = std::chrono::steady_clock;
+    void writeObject(const StreamSet::View& stream, double bitRate, bool final) const;
     static constexpr int kSecondsPerLine = 10;
 
     const ReportForm form_;
+    Terminal& terminal_;
     const Clock::time_point start_ = Clock::now();
     Clock::time_point next_ = start_ + std::chrono::seconds(1);
     int seconds_ = 0;

@@ -1,8 +1,8 @@
 #include <chrono>
 
 #include "cli/commands.h"
-#include "cli/notice_printer.h"
 #include "cli/stop_signal.h"
+#include "cli/stream_report.h"
 #include "filters/ts_file_source.h"
 #include "streams/stream_graph.h"
 
@@ -15,11 +15,9 @@ constexpr std::chrono::milliseconds kLook{100};
 }  // namespace
 
 int runSend(const SendOptions& options) {
-    NoticePrinter printer(options.report, "send");
-    Report report(options.report, "send");
+    StreamReport report(options.report, StreamKind::Send);
     const SendSettings settings{options.input, options.destinations, options.offsetMs, !options.noPacing, options.loop};
-    const auto graph = makeStreamGraph({"send", StreamState::Running, settings},
-                                       [&printer](const Notice& notice) { printer.tell(notice); }, stopRequested,
+    const auto graph = makeStreamGraph({"send", StreamState::Running, settings}, report.sink(), stopRequested,
                                        {options.load, options.save});
     try {
         graph->run();

@@ -73,13 +73,7 @@ constexpr CounterName kCounters[] = {
     {StreamCounts::DataOutages, "mcgate_data_outages_total", "How often data that had been present went away."},
 };
 
-constexpr std::pair<StreamState, const char*> kStates[] = {
-    {StreamState::Stopped, "stopped"}, {StreamState::Paused, "paused"}, {StreamState::Running, "running"}};
-
-Labels labelsOf(const MeteredStream& stream) {
-    constexpr const char* kKinds[] = {"send", "receive", "relay"};
-    return {{"graph", stream.graph}, {"kind", kKinds[static_cast<std::size_t>(stream.kind)]}};
-}
+Labels labelsOf(const StreamSet::View& stream) { return {{"graph", stream.name}, {"kind", nameOf(stream.kind)}}; }
 
 Labels with(Labels labels, const char* label, const std::string& value) {
     labels.emplace_back(label, value);
@@ -111,62 +105,62 @@ const GaugeName kGauges[] = {
      }},
 };
 
-void writeCounters(std::string& page, const std::vector<MeteredStream>& streams,
+void writeCounters(std::string& page, const std::vector<StreamSet::View>& streams,
                    const std::map<std::string, RunningSums>& sums) {
     for (const auto& [counter, name, help] : kCounters) {
         Family family(page, name, "counter", help);
         for (const auto& stream : streams) {
-            const auto value = sums.at(stream.graph).sums().of[counter];
+            const auto value = sums.at(stream.name).sums().of[counter];
             if (value) family.sample(labelsOf(stream), *value);
         }
     }
 }
 
-void writeGauges(std::string& page, const std::vector<MeteredStream>& streams) {
+void writeGauges(std::string& page, const std::vector<StreamSet::View>& streams) {
     for (const auto& [name, help, value] : kGauges) {
         Family family(page, name, "gauge", help);
         for (const auto& stream : streams) {
-            if (const auto known = value(stream.now)) family.sample(labelsOf(stream), *known);
+            if (const auto known = value(stream.snapshot)) family.sample(labelsOf(stream), *known);
         }
     }
 }
 
-void writeStates(std::string& page, const std::vector<MeteredStream>& streams) {
+void writeStates(std::string& page, const std::vector<StreamSet::View>& streams) {
     Family states(page, "mcgate_stream_state", "gauge", "1 for the state in which the stream is, 0 for the others.");
     for (const auto& stream : streams) {
-        for (const auto& [state, name] : kStates) {
-            states.sample(with(labelsOf(stream), "state", name), stream.now.state == state ? 1 : 0);
+        for (const StreamState state : {StreamState::Stopped, StreamState::Paused, StreamState::Running}) {
+            states.sample(with(labelsOf(stream), "state", nameOf(state)), stream.snapshot.state == state ? 1 : 0);
         }
     }
     Family interfaces(page, "mcgate_interface_up", "gauge", "1 while an interface behind a destination is up, else 0.");
     for (const auto& stream : streams) {
-        for (const auto& [name, up] : stream.now.values.interfaces) {
+        for (const auto& [name, up] : stream.snapshot.values.interfaces) {
             interfaces.sample(with(labelsOf(stream), "interface", name), up ? 1 : 0);
         }
     }
 }
 
-void writeSpacing(std::string& page, const std::vector<MeteredStream>& streams) {
+void writeSpacing(std::string& page, const std::vector<StreamSet::View>& streams) {
     Family spacing(page, "mcgate_spacing_error_seconds", "summary",
                    "Distance of a datagram's arrival from its place in the stream's time, of the run so far.");
     for (const auto& stream : streams) {
-        if (!stream.now.values.spacing) continue;
-        const auto& error = *stream.now.values.spacing;
+        if (!stream.snapshot.values.spacing) continue;
+        const auto& error = *stream.snapshot.values.spacing;
         const std::pair<const char*, double> quantiles[] = {
             {"0.5", error.medianMs}, {"0.99", error.p99Ms}, {"1", error.maxMs}};
         for (const auto& [quantile, ms] : quantiles) {
-            spacing.sample(with(labelsOf(stream), "quantile", quantile), ms / 1000);
+            spacing.sample(with(labelsOf(stream), "quantile", quantile), fmt::format("{:.6g}", ms / 1000));
         }
     }
 }
 
 }  // namespace
 
-std::string MetricsPage::text(const std::vector<MeteredStream>& streams) {
+std::string MetricsPage::text(const std::vector<StreamSet::View>& streams) {
     std::map<std::string, RunningSums> sums;  // those of graphs that are gone are forgotten
     for (const auto& stream : streams) {
-        auto& kept = sums[stream.graph] = std::exchange(sums_[stream.graph], {});
-        kept.follow(stream.now.totals);
+        auto& kept = sums[stream.name] = std::exchange(sums_[stream.name], {});
+        kept.follow(stream.snapshot.totals);
     }
     sums_ = std::move(sums);
     std::string page;

@@ -5,17 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "streams/managed_stream.h"
 #include "streams/stream_counts.h"
+#include "streams/stream_set.h"
 
 namespace mcgate::host {
-
-/// What the page tells of one stream.
-struct MeteredStream {
-    std::string graph;  ///< its name, unique on the page
-    StreamKind kind = StreamKind::Send;
-    StreamSnapshot now;
-};
 
 /// Writes what streams do in the text exposition format of Prometheus, version 0.0.4; docs/METRICS.md lists it. A
 /// counter of a graph doesn't go backwards from page to page for as long as the graph is on each, whatever is stopped,
@@ -24,7 +17,7 @@ struct MeteredStream {
 class MetricsPage {
 public:
     explicit MetricsPage(std::string version) : version_(std::move(version)) {}
-    std::string text(const std::vector<MeteredStream>& streams);
+    std::string text(const std::vector<StreamSet::View>& streams);
 
 private:
     const std::string version_;

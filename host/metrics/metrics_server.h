@@ -14,7 +14,7 @@ namespace mcgate::host {
 /// what it has and waits for nothing but a leaf lock. So a slow client holds up other clients at most, see HttpServer.
 class MetricsServer {
 public:
-    using Streams = std::function<std::vector<MeteredStream>()>;
+    using Streams = std::function<std::vector<StreamSet::View>()>;
     /// Throws std::runtime_error with the address and the system's reason.
     MetricsServer(const ListenAddress& address, const std::string& version, Streams streams);
 

@@ -30,6 +30,8 @@ void GraphBase::begin() {
     ended_ = false;
     broken_ = S_OK;
     log_.restart();
+    hadData_ = false;
+    outages_ = 0;
     graph_ = FilterGraph::create();
     build(*graph_);
     beforeStart(*graph_);
@@ -39,6 +41,7 @@ void GraphBase::stop() {
     if (state_ == StreamState::Stopped) return;
     log_.tellFullBuffers();
     last_ = halt(*graph_, measure());
+    last_.dataOutages = outages_;  // that a stop ends the data is none
     end();
 }
 
@@ -68,7 +71,14 @@ std::string GraphBase::failure() {
 StreamValues GraphBase::values() {
     if (state_ == StreamState::Stopped) return last_;
     log_.tellFullBuffers();
-    return measure();
+    StreamValues present = measure();
+    countOutages(present);
+    return present;
+}
+
+void GraphBase::countOutages(StreamValues& values) {
+    if (std::exchange(hadData_, values.dataPresent) && !values.dataPresent) ++outages_;
+    values.dataOutages = outages_;
 }
 
 StreamSettings GraphBase::settings() const {

@@ -54,6 +54,7 @@ private:
 
     void bring(StreamState wanted);
     void begin();
+    void countOutages(StreamValues& values);
 
     const StreamSettings settings_;
     const NoticeSink sink_;
@@ -64,6 +65,8 @@ private:
     bool ended_ = false;
     HRESULT broken_ = S_OK;  ///< with which the stream broke off
     StreamValues last_;
+    bool hadData_ = false;  ///< at the last look
+    std::uint64_t outages_ = 0;
 };
 
 std::unique_ptr<StreamGraph> makeSendGraph(const StreamSettings& settings, NoticeSink sink,

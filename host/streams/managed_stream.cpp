@@ -171,6 +171,10 @@ void ManagedStream::bring(StreamState state) {
         if (!failure.empty()) tellState(1, failure);
         return;
     }
+    if (before == StreamState::Stopped) {
+        sums_.follow(countsOf(graph_->values(), given_.kind()));  // what came behind the last look
+        sums_.beginRun();
+    }
     if (state == StreamState::Running) graph_->run();
     if (state == StreamState::Paused) graph_->pause();
     if (before != StreamState::Stopped) return;
@@ -248,6 +252,7 @@ void ManagedStream::look() {
     const auto now = Clock::now();
     nextLook_ = now + kTurn;
     StreamValues values = graph_ ? graph_->values() : StreamValues{};
+    sums_.follow(countsOf(values, given_.kind()));
     const bool runs = graph_ && graph_->state() != StreamState::Stopped;
     const std::chrono::duration<double> since = now - lookedAt_;
     const std::chrono::duration<double> whole = now - startedAt_;
@@ -260,6 +265,7 @@ void ManagedStream::look() {
     if (runs) tellChanges(values);
     const std::lock_guard hold(lock_);
     snapshot_.values = std::move(values);
+    snapshot_.totals = sums_.sums();
     snapshot_.bitRate = bitRate;
     snapshot_.uptimeS = runs ? whole.count() : 0;
     if (runs) snapshot_.lastedS = whole.count();

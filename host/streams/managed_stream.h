@@ -108,6 +108,7 @@ private:
     std::uint64_t lastBytes_ = 0;
     std::uint64_t toldDrops_ = 0;
     bool hadData_ = false;
+    RunningSums sums_;
 
     mutable std::mutex lock_;  // over what follows
     std::condition_variable changed_;

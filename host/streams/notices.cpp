@@ -6,15 +6,10 @@
 
 namespace mcgate::host {
 
-namespace {
-
-// An interface that is gone has no name any more.
 std::string interfaceName(std::uint32_t index) {
     char name[IF_NAMESIZE] = {};
     return if_indextoname(index, name) != nullptr ? name : "number " + std::to_string(index);
 }
-
-}  // namespace
 
 void tellModule(const GUID& classId, const NoticeSink& sink) {
     const ModuleChoice module = moduleOf(classId);
@@ -33,12 +28,11 @@ void tellChosenInterface(const std::string& address, const std::string& local, c
     sink(notice);
 }
 
-void tellInterfaceState(std::uint32_t index, bool up, const NoticeSink& sink) {
-    const std::string name = interfaceName(index);
+void tellInterfaceState(const InterfaceState& state, const NoticeSink& sink) {
     Notice notice;
     notice.kind = Notice::Kind::Interface;
-    notice.text = "interface " + name + " is " + (up ? "up" : "down");
-    notice.about = InterfaceState{index, name, up};
+    notice.text = "interface " + state.name + " is " + (state.up ? "up" : "down");
+    notice.about = state;
     sink(notice);
 }
 

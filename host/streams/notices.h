@@ -10,6 +10,8 @@ void tellModule(const GUID& classId, const NoticeSink& sink);
 /// Tells which interface the system chose for an address.
 void tellChosenInterface(const std::string& address, const std::string& local, const NoticeSink& sink);
 /// Tells that an interface behind a destination is up or down.
-void tellInterfaceState(std::uint32_t index, bool up, const NoticeSink& sink);
+void tellInterfaceState(const InterfaceState& state, const NoticeSink& sink);
+/// Or "number 3" of one that has none.
+std::string interfaceName(std::uint32_t index);
 
 }  // namespace mcgate::host

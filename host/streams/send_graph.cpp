@@ -63,13 +63,16 @@ private:
     bool isInputOver() const override { return source_ && source_->isOver(); }
     StreamValues measure() override {
         StreamValues result;
-        sender_.fill(result, source_ ? source_->figures().samples : 0);
+        const SourceFigures figures = source_ ? source_->figures() : SourceFigures{};
+        sender_.fill(result, figures.samples);
+        if (source_) result.input = figures.place;
         return result;
     }
     // The sender first, as the graph would; what its loop still takes from its queue goes nowhere.
-    StreamValues halt(FilterGraph& graph, const StreamValues&) override {
+    StreamValues halt(FilterGraph& graph, const StreamValues& before) override {
         sender_.filter()->Stop();
         StreamValues last = measure();
+        last.dataPresent = last.dataPresent || before.dataPresent;
         graph.stop();
         return last;
     }

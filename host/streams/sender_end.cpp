@@ -110,14 +110,15 @@ void SenderEnd::letClockSettle(FilterGraph& graph, const std::function<bool()>& 
     while (!stopRequested() && std::chrono::steady_clock::now() - made_ < kClockSettles) graph.nextEvent(kLook);
 }
 
-// Once for each change.
+// Once for each change. An interface that is gone has no name any more, so the first one is kept.
 void SenderEnd::heed(const FilterGraph::Event& event) {
     if (event.code != ISenderConfig::kInterfaceEvent) return;
-    const auto interfaceIndex = static_cast<std::uint32_t>(event.p1);
+    const auto index = static_cast<std::uint32_t>(event.p1);
     const bool up = event.p2 != 0;
-    const auto [told, isFirst] = toldUp_.try_emplace(interfaceIndex, up);
-    if (!isFirst && std::exchange(told->second, up) == up) return;
-    tellInterfaceState(interfaceIndex, up, sink_);
+    const auto [told, isFirst] = interfaces_.try_emplace(index);
+    if (isFirst) told->second = {index, interfaceName(index), up};
+    if (!isFirst && std::exchange(told->second.up, up) == up) return;
+    tellInterfaceState(told->second, sink_);
 }
 
 void SenderEnd::restart() {
@@ -135,6 +136,7 @@ void SenderEnd::fill(StreamValues& values, std::uint64_t delivered) {
     values.priority = priorityName();
     values.holdBackMs = log_.holdBackMs();
     values.queuedSamples = counts.queued;
+    for (const auto& [index, state] : interfaces_) values.interfaces[state.name] = state.up;
 }
 
 }  // namespace mcgate::host

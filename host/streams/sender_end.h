@@ -62,8 +62,8 @@ private:
 
     StreamLog& log_;
     const NoticeSink sink_;
-    std::map<std::int32_t, Given> given_;   ///< by the filter's index
-    std::map<std::uint32_t, bool> toldUp_;  ///< by interface index
+    std::map<std::int32_t, Given> given_;                 ///< by the filter's index
+    std::map<std::uint32_t, InterfaceState> interfaces_;  ///< as last told, by index
     DatagramCounter counter_;
     std::uint64_t lastDatagrams_ = 0;
     platform::ComPtr<IBaseFilter> filter_;

@@ -58,6 +58,10 @@ void DataRecord::look(bool present, double atS) {
     longestS = std::max(longestS, atS - *goneSinceS_);
 }
 
+void DataRecord::end(bool present, double atS) {
+    if (present || goneSinceS_) look(present, atS);
+}
+
 void RunSummary::observe(const StreamValues& values, double atS, std::optional<double> bitRate) {
     data_.look(values.dataPresent, atS);
     peakRate_ = std::max(peakRate_, bitRate.value_or(0));
@@ -82,7 +86,7 @@ void RunSummary::heed(const Notice& notice) {
 
 std::string RunSummary::dataLine() const {
     if (!data_.firstS) return line("data", "none ever came");
-    std::string text = fmt::format("first after {:.1f} s; ", *data_.firstS);
+    std::string text = fmt::format("first seen after {:.1f} s; ", *data_.firstS);
     if (data_.outages == 0) return line("data", text + "never gone since");
     return line("data", text + fmt::format("gone {}, {:.1f} s in all, {:.1f} s at the longest",
                                            plural(data_.outages, "time"), data_.goneS, data_.longestS));
@@ -103,14 +107,15 @@ std::string RunSummary::noticeLines() const {
     return text;
 }
 
-std::string RunSummary::text(const std::string& kind, const StreamValues& values, double elapsedS,
-                             std::optional<double> meanRate) const {
+std::string RunSummary::finish(StreamKind kind, const StreamValues& values, double elapsedS,
+                               std::optional<double> meanRate) {
+    data_.end(values.dataPresent, elapsedS);
     const auto end = std::chrono::system_clock::now();
-    std::string text = what_;
+    std::string text = line("command", command_) + line("version", version_);
     text += line("time", fmt::format("{} to {}, {}", utcTime(start_), utcTime(end), durationText(elapsedS)));
     if (values.receivedDatagrams) text += line("received", traffic(values.receivedDatagrams, values.receivedBytes));
     if (values.datagrams) {
-        text += line(kind == "receive" ? "received" : "sent", traffic(values.datagrams, values.bytes));
+        text += line(kind == StreamKind::Receive ? "received" : "sent", traffic(values.datagrams, values.bytes));
     }
     if (meanRate) {
         text += line("bit rate", fmt::format("{:.2f} Mbit/s mean, {:.2f} Mbit/s in the peak second", *meanRate / 1e6,

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "streams/notice.h"
+#include "streams/stream_settings.h"
 #include "streams/stream_values.h"
 
 namespace mcgate::host {
@@ -17,6 +18,8 @@ namespace mcgate::host {
 struct DataRecord {
     /// The data state at a time, in seconds since the start.
     void look(bool present, double atS);
+    /// As look, of the end of the run, which begins no outage.
+    void end(bool present, double atS);
 
     std::optional<double> firstS;
     std::uint64_t outages = 0;
@@ -32,21 +35,21 @@ private:
 /// Threads: `heed` from any; a leaf lock guards what it keeps. All else from one.
 class RunSummary {
 public:
-    /// `what`: the version and the command as it was typed, a line each.
-    explicit RunSummary(std::string what) : what_(std::move(what)) {}
+    /// `version`: of the program. `command`: as it was typed.
+    RunSummary(std::string version, std::string command) : version_(std::move(version)), command_(std::move(command)) {}
 
     /// The values at a time, in seconds since the start, and the bit rate since the look before; once a second.
     void observe(const StreamValues& values, double atS, std::optional<double> bitRate);
     void heed(const Notice& notice);
-    /// `kind`: of the command, "send", "receive" or "relay". `meanRate`: in bits per second.
-    std::string text(const std::string& kind, const StreamValues& values, double elapsedS,
-                     std::optional<double> meanRate) const;
+    /// The summary of a run that has ended with these values. `meanRate`: in bits per second.
+    std::string finish(StreamKind kind, const StreamValues& values, double elapsedS, std::optional<double> meanRate);
 
 private:
     std::string dataLine() const;
     std::string noticeLines() const;
 
-    const std::string what_;
+    const std::string version_;
+    const std::string command_;
     const std::chrono::system_clock::time_point start_ = std::chrono::system_clock::now();
     DataRecord data_;
     double peakRate_ = 0;

@@ -11,8 +11,11 @@ namespace mcgate::host {
 namespace {
 
 constexpr int kBar = 20;
+constexpr double kStart = 2.5;  // seconds
 
 using Count = std::optional<std::uint64_t>;
+
+bool isInTrouble(const LiveStream& stream) { return !stream.state.empty() || !stream.values.dataPresent; }
 
 Piece dataState(const LiveStream& stream) {
     if (!stream.state.empty()) return {stream.state, stream.state == "failed" ? Tone::Bad : Tone::Plain};
@@ -30,12 +33,11 @@ double fraction(const PacketReader::Place& place) {
     return std::min(static_cast<double>(place.position) / static_cast<double>(place.size), 1.0);
 }
 
-// By what has been sent in the time so far; what was read and waits for its time counts as done.
+// At the rate of the last second; the first ones hold the start.
 std::string timeLeft(const LiveStream& stream) {
     const auto& place = *stream.values.input;
-    const double sent = static_cast<double>(stream.values.bytes.value_or(0));
-    if (sent <= 0 || stream.elapsedS <= 0 || place.position >= place.size) return {};
-    const double left = static_cast<double>(place.size - place.position) / (sent / stream.elapsedS);
+    if (stream.elapsedS < kStart || stream.bitRate.value_or(0) <= 0 || place.position >= place.size) return {};
+    const double left = static_cast<double>(place.size - place.position) * 8 / *stream.bitRate;
     return fmt::format(", {} left", durationText(std::ceil(left)));
 }
 
@@ -110,7 +112,7 @@ std::vector<Row> streamRows(const LiveStream& stream, std::size_t columns) {
     return flow(fields, columns);
 }
 
-std::vector<Row> streamTable(const std::vector<LiveStream>& streams, std::size_t columns) {
+std::vector<Row> streamTable(const std::vector<LiveStream>& streams, const Terminal::Size& room) {
     std::vector<Row> cells{{{"stream"},
                             {"state"},
                             {"Mbit/s"},
@@ -120,8 +122,16 @@ std::vector<Row> streamTable(const std::vector<LiveStream>& streams, std::size_t
                             {"cc errors"},
                             {"hold-back"},
                             {"spacing p99"}}};
-    for (const auto& stream : streams) cells.push_back(tableRow(stream));
-    return table(cells, columns);
+    std::vector<LiveStream> shown = streams;
+    const std::size_t most = std::max<std::size_t>(room.lines, 3) - 2;  // beside the heading and the last row
+    if (streams.size() > most + 1) {
+        std::stable_partition(shown.begin(), shown.end(), isInTrouble);
+        shown.resize(most);
+    }
+    for (const auto& stream : shown) cells.push_back(tableRow(stream));
+    auto rows = table(cells, room.columns, 2);
+    if (shown.size() < streams.size()) rows.push_back({{fmt::format("and {} more", streams.size() - shown.size())}});
+    return rows;
 }
 
 }  // namespace mcgate::host

@@ -23,7 +23,8 @@ struct LiveStream {
 
 /// One stream, in as few rows as hold it.
 std::vector<Row> streamRows(const LiveStream& stream, std::size_t columns);
-/// Several streams, a row each below a heading.
-std::vector<Row> streamTable(const std::vector<LiveStream>& streams, std::size_t columns);
+/// Several streams, a row each below a heading. Where not all find room, those without data go first, and a last row
+/// tells how many are left out.
+std::vector<Row> streamTable(const std::vector<LiveStream>& streams, const Terminal::Size& room);
 
 }  // namespace mcgate::host

@@ -37,10 +37,9 @@ std::string harmless(std::string text, const char* allowed = "") {
     return text;
 }
 
-// What a terminal does with a row as wide as itself differs, so that the last column stays free.
 std::string rowText(const Row& row, std::size_t columns, bool colours) {
     std::string result;
-    std::size_t room = columns > 1 ? columns - 1 : 1;
+    std::size_t room = columns;
     for (const auto& piece : row) {
         const std::string text = cut(harmless(piece.text), room);
         room -= widthOf(text);
@@ -50,6 +49,13 @@ std::string rowText(const Row& row, std::size_t columns, bool colours) {
         if (coloured) result += "\x1b[0m";
     }
     return result;
+}
+
+// Two spaces stand before all but the first cell, and what its column is wider than a cell on one side of it.
+void addCell(Row& row, const Piece& cell, std::size_t room, bool toTheRight) {
+    row.push_back({std::string((row.empty() ? 0 : kGap) + (toTheRight ? room : 0), ' '), Tone::Plain});
+    row.push_back(cell);
+    row.push_back({std::string(toTheRight ? 0 : room, ' '), Tone::Plain});
 }
 
 void writeToStandardError(std::string_view text) {
@@ -83,14 +89,23 @@ Terminal::Device Terminal::standardError() {
 
 void Terminal::print(const std::string& lines) {
     const std::lock_guard hold(lock_);
-    device_.write(isLive() ? takenAway() + harmless(lines, "\n\t") + drawn() : lines);
+    if (isLive()) {
+        redraw(harmless(lines, "\n\t"));
+    } else {
+        device_.write(lines);
+    }
 }
 
 void Terminal::show(Rows rows) {
     if (!isLive()) return;
     const std::lock_guard hold(lock_);
     rows_ = std::move(rows);
-    const std::string text = takenAway() + drawn();
+    redraw({});
+}
+
+void Terminal::redraw(const std::string& lines) {
+    std::string text = takenAway() + lines;
+    text += drawn();  // the height of what was there before has been used by now
     if (!text.empty()) device_.write(text);
 }
 
@@ -105,10 +120,12 @@ std::string Terminal::drawn() {
     height_ = 0;
     if (!rows_) return {};
     const Size size = device_.size();
+    // What a terminal does with a row as wide as itself differs; a row that scrolled away can't be drawn anew.
+    const Size room{std::max<std::size_t>(size.columns, 2) - 1, std::max<std::size_t>(size.lines, 2) - 1};
     std::string text;
-    for (const auto& row : rows_(size.columns - std::min<std::size_t>(size.columns, 1))) {
-        if (height_ + 1 >= std::max<std::size_t>(size.lines, 2)) break;  // one that scrolled away can't be drawn anew
-        text += (height_ > 0 ? "\n" : "") + rowText(row, size.columns, device_.colours);
+    for (const auto& row : rows_(room)) {
+        if (height_ == room.lines) break;
+        text += (height_ > 0 ? "\n" : "") + rowText(row, room.columns, device_.colours);
         ++height_;
     }
     return text;
@@ -129,14 +146,7 @@ std::vector<Row> flow(const std::vector<Piece>& fields, std::size_t columns) {
     return rows;
 }
 
-// Two spaces follow a cell, and what its column is wider than the cell stands on one side of it.
-void addCell(Row& row, const Piece& cell, std::size_t room, bool toTheRight) {
-    if (toTheRight) row.push_back({std::string(room, ' '), Tone::Plain});
-    row.push_back(cell);
-    row.push_back({std::string(kGap + (toTheRight ? 0 : room), ' '), Tone::Plain});
-}
-
-std::vector<Row> table(const std::vector<Row>& cells, std::size_t columns) {
+std::vector<Row> table(const std::vector<Row>& cells, std::size_t columns, std::size_t ofText) {
     std::vector<std::size_t> widths;
     for (const auto& row : cells) {
         widths.resize(std::max(widths.size(), row.size()));
@@ -150,8 +160,7 @@ std::vector<Row> table(const std::vector<Row>& cells, std::size_t columns) {
     for (const auto& row : cells) {
         rows.emplace_back();
         for (std::size_t i = 0; i < std::min(shown, row.size()); ++i) {
-            const bool number = i > 0 && i < cells[1].size() && std::isdigit(cells[1][i].text.front()) != 0;
-            addCell(rows.back(), row[i], widths[i] - widthOf(row[i].text), number);
+            addCell(rows.back(), row[i], widths[i] - widthOf(row[i].text), i >= ofText);
         }
     }
     return rows;

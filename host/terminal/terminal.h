@@ -32,8 +32,8 @@ public:
         std::function<Size()> size;  ///< asked at each drawing; empty: no terminal, so that nothing live is drawn
         bool colours = false;
     };
-    /// Gives rows for so many columns; what is wider is cut.
-    using Rows = std::function<std::vector<Row>(std::size_t columns)>;
+    /// Gives rows for so much room; what is more is cut.
+    using Rows = std::function<std::vector<Row>(const Size& room)>;
 
     explicit Terminal(Device device) : device_(std::move(device)) {}
     /// Takes the live rows away.
@@ -53,6 +53,7 @@ public:
     static Device standardError();
 
 private:
+    void redraw(const std::string& lines);
     std::string takenAway() const;
     std::string drawn();
 
@@ -65,8 +66,8 @@ private:
 /// Puts fields into as many rows as they need, with two spaces between them and all but the first row indented.
 std::vector<Row> flow(const std::vector<Piece>& fields, std::size_t columns);
 
-/// Lays a table out, each column as wide as its widest cell; those of numbers, as the second row has them, to the
+/// Lays a table out, each column as wide as its widest cell; the first so many to the left, those of figures to the
 /// right. Columns at the end that find no place are left out.
-std::vector<Row> table(const std::vector<Row>& cells, std::size_t columns);
+std::vector<Row> table(const std::vector<Row>& cells, std::size_t columns, std::size_t ofText);
 
 }  // namespace mcgate::host

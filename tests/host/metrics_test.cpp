@@ -3,6 +3,11 @@
 #include <gtest/gtest.h>
 #include <httplib.h>
 
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -12,12 +17,12 @@ namespace {
 
 using namespace mcgate::host;
 
-MeteredStream received(std::uint64_t datagrams, std::uint64_t errors) {
-    MeteredStream stream{"a \"b\"\\c", StreamKind::Receive, {}};
-    stream.now.state = StreamState::Running;
-    stream.now.values.datagrams = datagrams;
-    stream.now.values.continuityErrors = errors;
-    stream.now.totals = countsOf(stream.now.values, stream.kind);
+StreamSet::View received(std::uint64_t datagrams, std::uint64_t errors) {
+    StreamSet::View stream{1, "a \"b\"\\c", StreamKind::Receive, {}};
+    stream.snapshot.state = StreamState::Running;
+    stream.snapshot.values.datagrams = datagrams;
+    stream.snapshot.values.continuityErrors = errors;
+    stream.snapshot.totals = countsOf(stream.snapshot.values, stream.kind);
     return stream;
 }
 
@@ -34,6 +39,46 @@ TEST(MetricsPage, CountersNeverGoBackwardsAndLabelsAreEscaped) {
     EXPECT_TRUE(has(anew, "mcgate_continuity_errors_total" + labels + "6")) << "the same number, but of another run";
     EXPECT_TRUE(has(anew, "mcgate_build_info{version=\"1.2\"} 1"));
     EXPECT_EQ(anew.find("mcgate_kernel_drops_total"), std::string::npos) << "what nobody counts isn't told as 0";
+}
+
+/// Name, type and further label of each metric, as a page has them.
+std::set<std::string> metricsOf(const std::string& page) {
+    const std::set<std::string> general{"graph", "kind"};
+    std::map<std::string, std::string> types;
+    std::set<std::string> found;
+    std::istringstream lines(page);
+    for (std::string line; std::getline(lines, line);) {
+        std::smatch parts;
+        if (std::regex_match(line, parts, std::regex("# TYPE (\\w+) (\\w+)"))) types[parts[1]] = parts[2];
+        if (line.front() == '#') continue;
+        const std::string name = line.substr(0, line.find_first_of("{ "));
+        std::string further;
+        const std::regex label("(\\w+)=\"");
+        for (std::sregex_iterator one(line.begin(), line.end(), label), end; one != end; ++one) {
+            if (general.count((*one)[1]) == 0) further = (*one)[1];
+        }
+        found.insert(name + " " + types[name] + " " + further);
+    }
+    return found;
+}
+
+TEST(MetricsPage, HasWhatItsDocumentLists) {
+    StreamSet::View relay{1, "all", StreamKind::Relay, {}};
+    StreamValues& values = relay.snapshot.values;
+    values.datagrams = values.bytes = values.receivedDatagrams = values.receivedBytes = values.droppedSamples = 1;
+    values.kernelDrops = values.continuityErrors = values.queuedSamples = values.bufferFullNotices = 1;
+    values.holdBackMs = 40;
+    values.spacing = StreamValues::Spacing{};
+    values.interfaces["eth0"] = true;
+    relay.snapshot.totals = countsOf(values, relay.kind);
+    std::set<std::string> documented;
+    std::ifstream document(MCGATE_METRICS_DOCUMENT);
+    for (std::string line; std::getline(document, line);) {
+        std::smatch parts;
+        const std::regex row(R"(\| (mcgate_\w+) \| (\w+) \| ?(\w*) \|.*)");
+        if (std::regex_match(line, parts, row)) documented.insert(parts.format("$1 $2 $3"));
+    }
+    EXPECT_EQ(metricsOf(MetricsPage("1.2").text({relay})), documented);
 }
 
 TEST(MetricsServer, GivesThePageAndNothingElse) {
