@@ -1,51 +1,19 @@
 #include "http/http_server.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <httplib.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <string>
 #include <vector>
 
 #include "cli/url.h"
+#include "support/http_client.h"
 
 namespace {
 
 using namespace mcgate::host;
 using Clock = std::chrono::steady_clock;
-
-/// A client of one connection.
-class Client {
-public:
-    explicit Client(std::uint16_t port) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(port);
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        EXPECT_EQ(connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        const timeval patience{20, 0};
-        setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
-    }
-    Client(Client&& other) noexcept : socket_(std::exchange(other.socket_, -1)) {}
-    ~Client() {
-        if (socket_ >= 0) close(socket_);
-    }
-    void say(const std::string& text) { ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL); }
-    std::string hear() {
-        std::string all;
-        char part[4096];
-        for (ssize_t got; (got = recv(socket_, part, sizeof part, 0)) > 0;)
-            all.append(part, static_cast<std::size_t>(got));
-        return all;
-    }
-
-private:
-    int socket_ = socket(AF_INET, SOCK_STREAM, 0);
-};
 
 /// A server of one page, on a port that the system chose.
 class Served {
@@ -62,11 +30,9 @@ public:
         });
         server_->start();
     }
-    Client client() const { return Client(server_->address().address.port()); }
+    test::HttpClient client() const { return test::HttpClient(server_->address().address.port()); }
     std::string answer(const std::string& request) const {
-        Client one = client();
-        one.say(request);
-        return one.hear();
+        return test::ask(server_->address().address.port(), request);
     }
     HttpServer& server() { return *server_; }
     void end() { server_.reset(); }
@@ -100,7 +66,7 @@ TEST(HttpServer, AnswersWhatIsRightAndWithinItsLimits) {
 
 TEST(HttpServer, ClientsThatSayNothingDelayOthersAndTheEndByLittle) {
     Served served({});
-    std::vector<Client> slow;
+    std::vector<test::HttpClient> slow;
     for (int i = 0; i < 4; ++i) slow.emplace_back(served.client()).say("GET /pa");
     EXPECT_TRUE(begins(served.answer("GET /page HTTP/1.1\r\nHost: x\r\n\r\n"), "HTTP/1.1 200"));
     for (int i = 0; i < 4; ++i) slow.emplace_back(served.client()).say("GET /pa");
