@@ -5,8 +5,8 @@
 #include <cstring>
 
 #include "invariant.h"
-#include "media/host/base_input_pin.h"
 #include "receiver/network_receiver_filter.h"
+#include "support/calling_filter.h"
 
 namespace {
 
@@ -16,51 +16,21 @@ using mcgate::platform::ComPtr;
 constexpr std::int32_t kRecord = 16;  // 8 bytes of time, 8 bytes of data
 constexpr std::int32_t kHalf = 8;
 
-/// Looks at each sample against the datagram that it was, on the thread that delivers it.
-class Downstream final : public CBaseFilter {
-public:
-    Downstream() : CBaseFilter("Downstream", nullptr, &lock_, GUID_NULL), pin_(*this) {}
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
-
-    const std::uint8_t* datagram = nullptr;
-    int samples = 0;
-
-private:
-    class Pin final : public CBaseInputPin {
-    public:
-        explicit Pin(Downstream& owner) : CBaseInputPin(&owner, &owner.lock_, u"In"), owner_(owner) {}
-        HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-        HRESULT ReceiveCanBlock() override { return S_FALSE; }
-        HRESULT Receive(IMediaSample* sample) override {
-            owner_.check(*sample);
-            return S_OK;
-        }
-
-    private:
-        Downstream& owner_;
-    };
-
-    void check(IMediaSample& sample) {
-        ++samples;
-        std::uint8_t* data = nullptr;
-        invariant(sample.GetPointer(&data) == S_OK, "a sample has memory");
-        invariant(sample.GetActualDataLength() == kHalf, "a sample is 8 bytes, whatever its datagram was");
-        REFERENCE_TIME start = 0;
-        REFERENCE_TIME stop = 0;
-        invariant(sample.GetTime(&start, &stop) == S_OK, "a sample has both times");
-        invariant(static_cast<std::uint64_t>(stop) - static_cast<std::uint64_t>(start) == 1, "it lasts one tick");
-        std::uint8_t again[kRecord];
-        for (int i = 0; i < kHalf; ++i)
-            again[i] = static_cast<std::uint8_t>(static_cast<std::uint64_t>(start) >> 8 * i);
-        std::memcpy(again + kHalf, data, kHalf);
-        invariant(std::equal(again, again + kRecord, datagram), "time and data are the datagram's first 16 bytes");
-        invariant(sample.IsDiscontinuity() == S_FALSE && sample.IsSyncPoint() == S_FALSE, "it carries no flag");
-    }
-
-    CCritSec lock_;
-    Pin pin_;
-};
+/// Looks at a sample against the datagram that it was.
+void check(IMediaSample& sample, const std::uint8_t* datagram) {
+    std::uint8_t* data = nullptr;
+    invariant(sample.GetPointer(&data) == S_OK, "a sample has memory");
+    invariant(sample.GetActualDataLength() == kHalf, "a sample is 8 bytes, whatever its datagram was");
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    invariant(sample.GetTime(&start, &stop) == S_OK, "a sample has both times");
+    invariant(static_cast<std::uint64_t>(stop) - static_cast<std::uint64_t>(start) == 1, "it lasts one tick");
+    std::uint8_t again[kRecord];
+    for (int i = 0; i < kHalf; ++i) again[i] = static_cast<std::uint8_t>(static_cast<std::uint64_t>(start) >> 8 * i);
+    std::memcpy(again + kHalf, data, kHalf);
+    invariant(std::equal(again, again + kRecord, datagram), "time and data are the datagram's first 16 bytes");
+    invariant(sample.IsDiscontinuity() == S_FALSE && sample.IsSyncPoint() == S_FALSE, "it carries no flag");
+}
 
 /// The receiver with no socket, paused before that filter: nothing runs but what the input asks for.
 class Road {
@@ -87,16 +57,24 @@ public:
         const std::int32_t taken = std::min(length, sample->GetSize());
         if (taken != 0) std::memcpy(memory, datagram, static_cast<std::size_t>(taken));
         invariant(sample->SetActualDataLength(taken) == S_OK, "a datagram fits");
-        downstream_->datagram = datagram;
-        downstream_->samples = 0;
+        datagram_ = datagram;
+        samples_ = 0;
         invariant(pin().Deliver(sample.get()) == S_OK, "no datagram is a failure");
-        invariant(downstream_->samples == (length >= kRecord ? 1 : 0), "a whole record is a sample, a short one none");
+        invariant(samples_ == (length >= kRecord ? 1 : 0), "a whole record is a sample, a short one none");
     }
 
 private:
     CNetOutputPin& pin() { return static_cast<CNetOutputPin&>(*receiver_->GetPin(0)); }
 
-    ComPtr<Downstream> downstream_{new Downstream};
+    const std::uint8_t* datagram_ = nullptr;
+    int samples_ = 0;
+    ComPtr<test::CallingFilter> downstream_{new test::CallingFilter(
+        [this](IMediaSample& sample) {
+            ++samples_;
+            check(sample, datagram_);
+            return S_OK;
+        },
+        S_FALSE)};
     ComPtr<CNetworkReceiverFilter> receiver_{new CNetworkReceiverFilter(nullptr)};
 };
 

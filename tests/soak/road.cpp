@@ -7,7 +7,8 @@
 #include "foundation/status.h"
 #include "interfaces/class_ids.h"
 #include "media/host/base_pin.h"
-#include "soak/number_sink.h"
+#include "soak/numbered_sample.h"
+#include "support/calling_filter.h"
 
 namespace soak {
 
@@ -41,10 +42,24 @@ void Reception::build(mcgate::host::FilterGraph& graph, std::int32_t port, const
     config_->SetTimeout(timeoutMs);
     config_->SetDataSourceListener(&notices_);
     demand(config_->SetSource(port, toWide(local).c_str(), toWide(group).c_str(), u""), "can't receive " + group);
-    const auto sink = NumberSink::create(record_, overlooked_);
+    const ComPtr<test::CallingFilter> sink(
+        new test::CallingFilter([this](IMediaSample& sample) { return take(sample); }));
     demand(graph.addFilter(filter.get(), "receiver"), "can't build the receiving graph");
     demand(graph.addFilter(sink.get(), "sink"), "can't build the receiving graph");
     demand(graph.connect(findPin(*filter, PINDIR_OUTPUT).get(), sink->GetPin(0)), "can't connect the sink");
+}
+
+HRESULT Reception::take(IMediaSample& sample) {
+    std::uint8_t* data = nullptr;
+    const HRESULT status = sample.GetPointer(&data);
+    if (FAILED(status)) return status;
+    std::uint32_t number = 0;
+    if (!readNumber(data, static_cast<std::size_t>(sample.GetActualDataLength()), number)) {
+        record_.damaged();
+    } else if (number != kPadding && number != overlooked_) {
+        record_.arrived(number);
+    }
+    return S_OK;
 }
 
 Road::Road(const test::TwoHosts& hosts, NumberSource& source, Reception& group, Reception& sound,

@@ -11,7 +11,7 @@
 #include "interfaces/i_sender_config.h"
 #include "interfaces/i_source_config.h"
 #include "soak/number_source.h"
-#include "soak/sender_log.h"
+#include "soak/printing_log.h"
 #include "soak/stream_record.h"
 #include "support/two_hosts.h"
 
@@ -33,6 +33,8 @@ private:
 /// One receiver of the module with its sink, its record and what it told.
 class Reception {
 public:
+    /// `record` outlives this. `overlooked` is a number that is kept from it, for showing that a loss is seen; 0 for
+    /// none.
     Reception(StreamRecord& record, std::uint32_t overlooked) : record_(record), overlooked_(overlooked) {}
     ~Reception();
     Reception(const Reception&) = delete;
@@ -44,6 +46,8 @@ public:
     const NoticeCounter& notices() const noexcept { return notices_; }
 
 private:
+    HRESULT take(IMediaSample& sample);
+
     StreamRecord& record_;
     const std::uint32_t overlooked_;
     NoticeCounter notices_;
@@ -73,7 +77,7 @@ private:
 
     const test::TwoHosts& hosts_;
     NumberSource& source_;
-    SenderLog log_;
+    PrintingLog log_;
     mcgate::platform::ComPtr<mcgate::host::FilterGraph> receiving_ = mcgate::host::FilterGraph::create();
     mcgate::platform::ComPtr<mcgate::host::FilterGraph> sending_ = mcgate::host::FilterGraph::create();
     mcgate::platform::ComPtr<IBaseFilter> sender_;

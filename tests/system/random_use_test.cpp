@@ -10,7 +10,6 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <mutex>
 #include <random>
 #include <string>
@@ -18,11 +17,11 @@
 #include <vector>
 
 #include "cli/module_loader.h"
-#include "foundation/log_perf.h"
 #include "graph/filter_graph.h"
 #include "interfaces/class_ids.h"
 #include "interfaces/i_source_config.h"
 #include "network/sock_udp_sender.h"
+#include "support/recording_log.h"
 #include "support/registered_module.h"
 #include "support/unruly_filter.h"
 
@@ -80,7 +79,8 @@ private:
     std::mt19937 random_;
 };
 
-/// Times the calls of one control thread, and lets the watchdog see the one in progress.
+/// Times the calls of one control thread, without what downstream blocked directly, and lets the watchdog see the one
+/// in progress.
 class Calls {
 public:
     explicit Calls(UnrulyFilter& downstream) : downstream_(downstream) {}
@@ -104,9 +104,6 @@ public:
         std::fprintf(stderr, "%s hangs in sequence %d of seed %u\n", name_, step_, seed);
         std::abort();
     }
-    /// The longest time of each call, without what downstream blocked directly.
-    const std::map<std::string, Clock::duration>& longest() const { return longest_; }
-    int count() const { return count_; }
 
 private:
     void begin(const char* name) {
@@ -117,9 +114,6 @@ private:
     void end(Clock::duration blocked) {
         const std::lock_guard hold(lock_);
         const auto own = Clock::now() - begin_ - blocked;
-        auto& longest = longest_[name_];
-        longest = std::max(longest, own);
-        ++count_;
         EXPECT_LE(own / 1ms, kLongestCall / 1ms) << name_ << " in sequence " << step_;
         name_ = nullptr;
     }
@@ -129,8 +123,6 @@ private:
     int step_ = 0;
     const char* name_ = nullptr;
     Clock::time_point begin_;
-    std::map<std::string, Clock::duration> longest_;
-    int count_ = 0;
 };
 
 /// A thread that does something again and again, with a pause that its end cuts short.
@@ -198,23 +190,13 @@ private:
 class Presence final : public IDataSourceListener {
 public:
     void OnDataPresenceChanged(bool) override {
-        ++calls;
         std::this_thread::sleep_for(2ms);
         if (!expected) ++strays;
     }
     void OnReserved() override {}
 
     std::atomic<bool> expected{false};
-    std::atomic<int> calls{0};
     std::atomic<int> strays{0};
-};
-
-/// A log that counts what it is told of pools.
-class CountingLog final : public quorvel::log::log_perf::v4::DummyLogPerf {
-public:
-    void DeclareBuffer(const char*) override { ++notices; }
-    void NotifyBufferFull(const char*) override { ++notices; }
-    std::atomic<int> notices{0};
 };
 
 /// One host with a receiver before a renderer, its two control threads and the traffic.
@@ -270,20 +252,9 @@ public:
         return renderer_->waitForReceived(before + 10, 20s);
     }
 
-    void report() {
-        int strays = 0;
-        for (Presence& listener : listeners_) strays += listener.strays;
-        EXPECT_EQ(strays, 0) << "calls of a listener that was removed";
-        std::printf("%d calls, %llu samples, %d and %d presence calls, %d and %d notices of pools\n",
-                    graphCalls_.count() + configCalls_.count(), static_cast<unsigned long long>(renderer_->received()),
-                    listeners_[0].calls.load(), listeners_[1].calls.load(), logs_[0].notices.load(),
-                    logs_[1].notices.load());
-        for (const Calls* calls : {&graphCalls_, &configCalls_}) {
-            for (const auto& [name, time] : calls->longest()) {
-                std::printf("  longest %-28s %6.1f ms\n", name.c_str(),
-                            std::chrono::duration<double, std::milli>(time).count());
-            }
-        }
+    /// No listener was called that was removed.
+    void expectNoStrays() {
+        for (Presence& listener : listeners_) EXPECT_EQ(listener.strays, 0);
     }
 
 private:
@@ -386,7 +357,7 @@ private:
     const std::uint32_t seed_;
     const ComPtr<UnrulyFilter> renderer_{new UnrulyFilter(seed_)};
     std::array<Presence, 2> listeners_;
-    std::array<CountingLog, 2> logs_;
+    std::array<test::RecordingLog, 2> logs_;
     Calls graphCalls_{*renderer_};
     Calls configCalls_{*renderer_};
     ComPtr<IBaseFilter> receiver_;
@@ -413,7 +384,7 @@ TEST(RandomUse, NeitherHangsNorLeaksNorTakesLong) {
         Host host(seed);
         for (int step = 0; step < kSequences && !testing::Test::HasFatalFailure(); ++step) host.sequence(step);
         EXPECT_TRUE(host.stillReceives());
-        host.report();
+        host.expectNoStrays();
     }
     EXPECT_EQ(CBaseObject::ObjectsActive(), objectsBefore);
     EXPECT_TRUE(module.isIdle());
