@@ -5,23 +5,13 @@
 #include <array>
 
 #include "media/mem_allocator.h"
+#include "support/plain_sample.h"
 
 using mcgate::platform::ComPtr;
 
 namespace {
 
 constexpr auto kDolby = static_cast<std::int32_t>(MediaDataKey::DolbyMetadata);
-
-/// A sample of a foreign pool, which knows the first interface alone.
-class PlainSample final : public COOBMediaSample {
-public:
-    using COOBMediaSample::COOBMediaSample;
-    HRESULT QueryInterface(const GUID& id, void** object) override {
-        if (id == IMediaSample::iid || id == IUnknown::iid) return COOBMediaSample::QueryInterface(id, object);
-        *object = nullptr;
-        return E_NOTIMPL;
-    }
-};
 
 ComPtr<IMediaSample> wrap(IMediaSample& sample) {
     return ComPtr<IMediaSample>(new CExternalMetaDataMediaSample(sample));
@@ -73,7 +63,7 @@ TEST(ExternalMetaDataMediaSample, StartsAsACopyAndGoesItsOwnWayButForTheData) {
 }
 
 TEST(ExternalMetaDataMediaSample, AnswersWhatTheWrappedOneAnswersAndLetsItGo) {
-    const ComPtr<IMediaSample> plain(new PlainSample(nullptr, 0));
+    const ComPtr<IMediaSample> plain(new test::PlainSample(nullptr, 0));
     const auto outer = wrap(*plain);
     void* found = &found;
     EXPECT_EQ(outer->QueryInterface(IMediaSample3::iid, &found), E_NOTIMPL);

@@ -9,20 +9,11 @@
 #include <utility>
 
 #include "media/mem_allocator.h"
-#include "media/oob_media_sample.h"
+#include "support/plain_sample.h"
 
 using mcgate::platform::ComPtr;
 
 namespace {
-
-/// A sample of a foreign pool, which knows the second interface and no side data.
-class PlainSample final : public COOBMediaSample {
-public:
-    using COOBMediaSample::COOBMediaSample;
-    HRESULT QueryInterface(const GUID& id, void** object) override {
-        return id == IMediaSample3::iid ? E_NOINTERFACE : COOBMediaSample::QueryInterface(id, object);
-    }
-};
 
 TEST(MediaData, ForwardsToItsSampleAndHoldsItUntilItsLastRelease) {
     const ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
@@ -113,7 +104,7 @@ TEST(MediaData, EachRecordHasItsKeyAndItsSizeAndNoneIsAnswered) {
 }
 
 TEST(MediaData, WithoutSideDataEachRecordIsRefusedByName) {
-    const ComPtr<IMediaSample> sample(new PlainSample(nullptr, 0));
+    const ComPtr<IMediaSample> sample(new test::PlainSample(nullptr, 0, true));
     const auto data = ComPtr<IMediaData>::attach(new MediaData(*sample));
     std::uint64_t id = 0;
     DolbyMetadata dolby;

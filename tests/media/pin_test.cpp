@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "media/mem_allocator.h"
-#include "media/oob_media_sample.h"
 #include "support/outer.h"
+#include "support/plain_sample.h"
 #include "support/test_filters.h"
 
 using mcgate::platform::ComPtr;
@@ -78,17 +78,6 @@ public:
     CCritSec lock_;
     Pin first_;
     Pin second_;
-};
-
-/// A sample of somebody else's that knows only the oldest interface.
-class PlainSample final : public COOBMediaSample {
-public:
-    using COOBMediaSample::COOBMediaSample;
-    HRESULT QueryInterface(const GUID& id, void** object) override {
-        if (id == IMediaSample::iid || id == IUnknown::iid) return COOBMediaSample::QueryInterface(id, object);
-        *object = nullptr;
-        return E_NOINTERFACE;
-    }
 };
 
 }  // namespace
@@ -361,7 +350,7 @@ TEST(InputPin, CopiesThePropertiesOfAnySample) {
     std::array<std::uint8_t, 8> memory{};
     CMediaType foreign = other();
     for (const bool plain : {false, true}) {
-        const ComPtr<IMediaSample> sample(plain ? new PlainSample(memory.data(), 8)
+        const ComPtr<IMediaSample> sample(plain ? new test::PlainSample(memory.data(), 8)
                                                 : new COOBMediaSample(memory.data(), 8));
         const REFERENCE_TIME start = 50;
         sample->SetTime(&start, nullptr);
