@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <numeric>
-#include <random>
-
 #include "foundation/exceptions.h"
 #include "network/sock_udp_sender.h"
 #include "platform/errors.h"
@@ -64,21 +61,7 @@ TEST_F(NetSenderTest, DatagramsFollowFromTheSampleLengths) {
     }
 }
 
-TEST_F(NetSenderTest, RandomSamplesKeepTheByteStream) {
-    open(1);
-    std::mt19937 random(20261124);
-    const std::vector<std::uint8_t> all = numbered(3'000'000);
-    std::size_t offset = 0;
-    while (offset + 4000 < all.size()) {
-        const std::size_t size = random() % (random() % 8 == 0 ? 4000 : 600);
-        sender.sendAggregated(all.data() + offset, static_cast<std::uint16_t>(size), 0);
-        offset += size;
-    }
-    const auto sent = network.bytes();
-    ASSERT_LE(offset - sent.size(), UdpPacket::kCapacity);
-    EXPECT_TRUE(std::equal(sent.begin(), sent.end(), all.begin()));
-    for (const auto size : network.sizes()) EXPECT_LE(size, UdpPacket::kCapacity);
-}
+// Random samples, with a destination that fails now and then: send_loop_test.
 
 TEST_F(NetSenderTest, AFailingDestinationIsRetriedEachMillisecondUntilItIsBack) {
     open(3);
