@@ -12,6 +12,7 @@
 #include "pages/page_fixture.h"
 #include "platform/errors.h"
 #include "receiver/receiver_filter_fixture.h"
+#include "support/configuration.h"
 #include "support/private_network.h"
 
 namespace {
@@ -19,7 +20,6 @@ namespace {
 using page_ids::kAddress, page_ids::kApply, page_ids::kDataState, page_ids::kInterface, page_ids::kSource,
     page_ids::kTimeout;
 constexpr std::int32_t kPortField = page_ids::kPort;
-using mcgate::platform::BstrPtr;
 using mcgate::platform::IDialog;
 using test::ComPtr;
 namespace udp = quorvel::network::udp::lib_udp::v2_1;
@@ -37,15 +37,7 @@ struct ReceiverPage : test::ReceiverFilterTest {
         test::ReceiverFilterTest::TearDown();
     }
     IUnknown* object() { return filter->GetOwner(); }
-    /// "local port group source" of the filter, or "none".
-    std::string configured() {
-        BstrPtr group, local, source;
-        std::uint32_t port = 0;
-        if (filter->GetSource(group.put(), &port, local.put(), source.put()) != S_OK) return "none";
-        using mcgate::platform::toNarrow;
-        return toNarrow(local.get()) + " " + std::to_string(port) + " " + toNarrow(group.get()) + " " +
-               toNarrow(source.get());
-    }
+    std::string configured() { return test::sourceOf(*filter); }
     std::uint32_t timeOut() {
         std::uint32_t milliseconds = 0;
         filter->GetTimeout(&milliseconds);

@@ -6,11 +6,11 @@
 
 #include "pages/page_fixture.h"
 #include "sender/network_send.h"
+#include "support/configuration.h"
 
 namespace {
 
 using namespace page_ids;
-using mcgate::platform::BstrPtr;
 using test::ComPtr;
 
 struct SenderPage : testing::Test {
@@ -28,12 +28,8 @@ struct SenderPage : testing::Test {
     /// "remote:port@local", a blank after each destination.
     std::string destinations() {
         std::string all;
-        BstrPtr remote, local;
-        std::uint32_t port = 0;
-        for (std::int32_t i = 0; filter->GetDestination(i, remote.put(), &port, local.put()) == S_OK; ++i) {
-            all += mcgate::platform::toNarrow(remote.get()) + ":" + std::to_string(port) + "@" +
-                   mcgate::platform::toNarrow(local.get()) + " ";
-        }
+        std::string one;
+        for (std::int32_t i = 0; (one = test::destinationOf(*filter, i)) != "none"; ++i) all += one + " ";
         return all;
     }
     void type(const char* first, const char* firstPort, const char* second, const char* secondPort) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "receiver/network_receiver_filter.h"
+#include "support/configuration.h"
 #include "support/failing_stream.h"
 #include "support/golden_bytes.h"
 #include "support/outer.h"
@@ -13,8 +14,8 @@ using mcgate::platform::ComPtr;
 using test::Bytes;
 
 constexpr std::size_t kSize = 410;
-constexpr const char* kRenewed = "0.0.0.0 1 127.0.0.1 0.0.0.0";
-constexpr const char* kWhole = "239.1.2.3 5000 10.0.0.2 10.0.0.9";
+constexpr const char* kRenewed = "127.0.0.1 1 0.0.0.0 0.0.0.0";
+constexpr const char* kWhole = "10.0.0.2 5000 239.1.2.3 10.0.0.9";
 
 /// 10.0.0.2, port 5000, group 239.1.2.3, source 10.0.0.9.
 Bytes sourceSpecific() {
@@ -22,19 +23,6 @@ Bytes sourceSpecific() {
                                      {152, {0x13, 0x88}},
                                      {154, {2, 0, 0, 0, 239, 1, 2, 3}},
                                      {282, {2, 0, 0, 0, 10, 0, 0, 9}}});
-}
-
-/// Group, port, local and source of a filter; "-" when it is not configured.
-std::string sourceOf(CNetworkReceiverFilter& filter) {
-    BSTR group = nullptr;
-    BSTR local = nullptr;
-    BSTR source = nullptr;
-    std::uint32_t port = 0;
-    if (filter.GetSource(&group, &port, &local, &source) != S_OK) return "-";
-    using mcgate::platform::toNarrow;
-    const auto text = toNarrow(group) + ' ' + std::to_string(port) + ' ' + toNarrow(local) + ' ' + toNarrow(source);
-    for (BSTR one : {group, local, source}) SysFreeString(one);
-    return text;
 }
 
 struct ReceiverStreamTest : testing::Test {
@@ -58,14 +46,14 @@ TEST_F(ReceiverStreamTest, SavesByTheTableAndLoadsWhatItSaved) {
         const char* text;
         Bytes bytes;
     } cases[] = {
-        {u"", u"0.0.0.0", u"", "-", test::goldenBytes(kSize, {})},
+        {u"", u"0.0.0.0", u"", "none", test::goldenBytes(kSize, {})},
         {u"10.0.0.2", u"239.1.2.3", u"10.0.0.9", kWhole, sourceSpecific()},
-        {u"10.0.0.2", u"0.0.0.0", u"10.0.0.9", "0.0.0.0 5000 10.0.0.2 0.0.0.0",
+        {u"10.0.0.2", u"0.0.0.0", u"10.0.0.9", "10.0.0.2 5000 0.0.0.0 0.0.0.0",
          test::goldenBytes(kSize, {{24, {2, 0, 0x13, 0x88, 10, 0, 0, 2}}, {152, {0x13, 0x88}}})},
-        {u"10.0.0.2", u"239.1.2.3", u"", "239.1.2.3 5000 10.0.0.2 0.0.0.0",
+        {u"10.0.0.2", u"239.1.2.3", u"", "10.0.0.2 5000 239.1.2.3 0.0.0.0",
          test::goldenBytes(
              kSize, {{24, {2, 0, 0x13, 0x88, 10, 0, 0, 2}}, {152, {0x13, 0x88}}, {154, {2, 0, 0, 0, 239, 1, 2, 3}}})},
-        {u"fd00::2", u"ff15::9", u"fd00::1", "ff15::9 5000 fd00::2 fd00::1",
+        {u"fd00::2", u"ff15::9", u"fd00::1", "fd00::2 5000 ff15::9 fd00::1",
          test::goldenBytes(kSize, {{24, {23, 0, 0x13, 0x88, 0, 0, 0, 0, 0xFD}},
                                    {24 + 23, {2}},
                                    {152, {0x13, 0x88}},
@@ -73,7 +61,7 @@ TEST_F(ReceiverStreamTest, SavesByTheTableAndLoadsWhatItSaved) {
                                    {154 + 23, {9}},
                                    {282, {23, 0, 0, 0, 0, 0, 0, 0, 0xFD}},
                                    {282 + 23, {1}}})},
-        {u"fd00::2", u"::", u"", "0.0.0.0 5000 fd00::2 0.0.0.0",
+        {u"fd00::2", u"::", u"", "fd00::2 5000 0.0.0.0 0.0.0.0",
          test::goldenBytes(kSize, {{24, {23, 0, 0x13, 0x88, 0, 0, 0, 0, 0xFD}}, {24 + 23, {2}}, {152, {0x13, 0x88}}})},
     };
     for (const auto& one : cases) {
@@ -83,7 +71,7 @@ TEST_F(ReceiverStreamTest, SavesByTheTableAndLoadsWhatItSaved) {
         EXPECT_EQ(test::saved(*filter), one.bytes) << one.text;
         ASSERT_NO_FATAL_FAILURE(renew());
         EXPECT_EQ(test::load(*filter, one.bytes), S_OK) << one.text;
-        EXPECT_EQ(sourceOf(*filter), one.text);
+        EXPECT_EQ(test::sourceOf(*filter), one.text);
         EXPECT_EQ(test::saved(*filter), one.bytes) << one.text;
     }
 }
@@ -97,7 +85,7 @@ TEST_F(ReceiverStreamTest, AFailingCallEndsBothWithItsStatus) {
         ASSERT_NO_FATAL_FAILURE(renew());
         const ComPtr<IStream> stream(new test::FailingStream(call, whole));
         EXPECT_EQ(filter->Load(stream.get()), test::FailingStream::kStatus);
-        EXPECT_EQ(sourceOf(*filter), kRenewed) << call;
+        EXPECT_EQ(test::sourceOf(*filter), kRenewed) << call;
     }
     ASSERT_EQ(test::load(*filter, whole), S_OK);
     const std::size_t written[] = {0, 24, 152, 154, 282};

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "sender/network_send.h"
+#include "support/configuration.h"
 #include "support/failing_stream.h"
 #include "support/golden_bytes.h"
 #include "support/outer.h"
@@ -36,17 +37,7 @@ struct SenderStreamTest : testing::Test {
         made->SetLogPerf(&log);
         return made;
     }
-    std::string entry(std::int32_t index) {
-        BSTR remote = nullptr;
-        BSTR local = nullptr;
-        std::uint32_t port = 0;
-        if (filter->GetDestination(index, &remote, &port, &local) != S_OK) return "none";
-        const auto text =
-            mcgate::platform::toNarrow(local) + " > " + mcgate::platform::toNarrow(remote) + ' ' + std::to_string(port);
-        SysFreeString(remote);
-        SysFreeString(local);
-        return text;
-    }
+    std::string entry(std::int32_t index) { return test::destinationOf(*filter, index); }
     std::int32_t entries() {
         std::int32_t count = 0;
         while (entry(count) != "none") ++count;
@@ -58,7 +49,7 @@ struct SenderStreamTest : testing::Test {
         ASSERT_EQ(status, S_OK);
         ASSERT_NO_FATAL_FAILURE(add(u"127.0.0.1", 1, u"127.0.0.1"));
     }
-    static constexpr const char* kRenewed = "127.0.0.1 > 127.0.0.1 1";
+    static constexpr const char* kRenewed = "127.0.0.1:1@127.0.0.1";
     void add(const WCHAR* remote, std::uint32_t port, const WCHAR* local) {
         std::int32_t index = -1;
         ASSERT_EQ(filter->AddDestination(remote, port, local, &index), S_OK);
@@ -77,8 +68,8 @@ TEST_F(SenderStreamTest, SavesByTheTableAndLoadsWhatItSaved) {
 
     ASSERT_NO_FATAL_FAILURE(renew());
     EXPECT_EQ(test::load(*filter, twoDestinations()), S_OK);
-    EXPECT_EQ(entry(0), "10.0.0.1 > 239.1.2.3 5000");
-    EXPECT_EQ(entry(1), "fd00::1 > ff15::9 65535");
+    EXPECT_EQ(entry(0), "239.1.2.3:5000@10.0.0.1");
+    EXPECT_EQ(entry(1), "ff15::9:65535@fd00::1");
     EXPECT_EQ(entries(), 2);
     EXPECT_EQ(test::saved(*filter), twoDestinations());
     EXPECT_EQ(test::load(*filter, test::goldenBytes(25, {})), S_OK);
