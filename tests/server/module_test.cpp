@@ -73,47 +73,7 @@ TEST_F(Module, ClassObjectsAreRefusedByInterfaceBeforeClass) {
     EXPECT_EQ(getClassObject(CLSID_CNetworkSend, IUnknown::iid, nullptr), E_POINTER);
 }
 
-/// Aggregates one object.
-class Outer final : public IUnknown {
-public:
-    HRESULT QueryInterface(const GUID& id, void** object) override {
-        if (id != IUnknown::iid) return inner->QueryInterface(id, object);
-        AddRef();
-        *object = static_cast<IUnknown*>(this);
-        return S_OK;
-    }
-    std::uint32_t AddRef() override { return ++references; }
-    std::uint32_t Release() override { return --references; }
-
-    ComPtr<IUnknown> inner;
-    std::uint32_t references = 0;
-};
-
-TEST_F(Module, AnAggregatedFilterIsOneWithItsOuterObject) {
-    for (const GUID& classId : {CLSID_CNetworkReceiverFilter, CLSID_CNetworkSend}) {
-        Outer outer;
-        const auto filters = factory(classId);
-        void* refused = this;
-        EXPECT_EQ(filters->CreateInstance(&outer, IBaseFilter::iid, &refused), E_NOINTERFACE);
-        EXPECT_EQ(refused, nullptr);
-        ASSERT_EQ(filters->CreateInstance(&outer, IUnknown::iid, outer.inner.putVoid()), S_OK);
-        {
-            const auto filter = outer.inner.query<IBaseFilter>();
-            EXPECT_EQ(outer.references, 1U) << "the filter's interfaces hold the outer object";
-            EXPECT_EQ(filter.query<IUnknown>(), ComPtr<IUnknown>(&outer));
-            EXPECT_FALSE(outer.inner == ComPtr<IUnknown>(&outer));
-        }
-        EXPECT_EQ(outer.references, 0U);
-    }
-}
-
-TEST_F(Module, WhatAFactoryCannotGiveLeavesNoObject) {
-    const auto filters = factory(CLSID_CNetworkSend);
-    EXPECT_EQ(filters->CreateInstance(nullptr, IBaseFilter::iid, nullptr), E_POINTER);
-    void* refused = this;
-    EXPECT_EQ(filters->CreateInstance(nullptr, IMemInputPin::iid, &refused), E_NOINTERFACE);
-    EXPECT_EQ(refused, nullptr);
-}
+// Aggregation and what a factory can't give: server_core_test, and the filters' own tests.
 
 ComPtr<IUnknown> sampleOf(IBaseFilter& sender) {
     ComPtr<IMemAllocator> pool;

@@ -75,7 +75,10 @@ struct Older final : Uncounted<IFilterMapper> {
 bool gives = true;
 HRESULT makes = S_OK;
 
+IUnknown* aggregating = nullptr;  ///< what the last object was given
+
 CUnknown* create(IUnknown* outer, HRESULT* status) {
+    aggregating = outer;
     *status = makes;
     return gives ? new CUnknown(outer) : nullptr;
 }
@@ -137,8 +140,22 @@ TEST(ServerCore, AClassThatFailsLeavesNoObject) {
         ComPtr<IUnknown> made;
         EXPECT_EQ(factory.CreateInstance(nullptr, row.asked, made.putVoid()), row.status);
         EXPECT_EQ(static_cast<bool>(made), row.status == S_OK);
+        EXPECT_EQ(factory.CreateInstance(nullptr, row.asked, nullptr), E_POINTER);
         EXPECT_EQ(CBaseObject::ObjectsActive() - before, row.status == S_OK ? 1 : 0);
     }
+}
+
+TEST(ServerCore, AnOuterObjectGetsTheIdentityAlone) {
+    gives = true;
+    makes = S_OK;
+    aggregating = nullptr;
+    CClassFactory factory(kTable[0]);
+    ComPtr<IUnknown> inner;
+    EXPECT_EQ(factory.CreateInstance(&newer, IClassFactory::iid, inner.putVoid()), E_NOINTERFACE);
+    EXPECT_EQ(aggregating, nullptr) << "refused before anything is made";
+    ASSERT_EQ(factory.CreateInstance(&newer, IUnknown::iid, inner.putVoid()), S_OK);
+    EXPECT_EQ(aggregating, static_cast<IUnknown*>(&newer));
+    EXPECT_NE(inner.get(), aggregating);
 }
 
 }  // namespace
