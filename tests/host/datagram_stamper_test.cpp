@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "support/transport_stream.h"
+
 namespace {
 
 using namespace mcgate::host;
@@ -28,21 +30,13 @@ struct Live {
     std::vector<std::uint8_t> datagram(bool broken = false) {
         std::vector<std::uint8_t> bytes;
         for (int i = 0; i < 7; ++i) {
-            TsPacket packet = nullPacket();
-            if (i == 0 && hasPcr && next % kPcrEvery == 0) putPcr(packet, broken);
+            const bool first = i == 0 && hasPcr && next % kPcrEvery == 0;
+            const TsPacket packet = first ? test::pcrPacket(pcr, broken, pid) : nullPacket();
             bytes.insert(bytes.end(), packet.begin(), packet.end());
         }
         ++next;
         pcr = (pcr + kPcrPerDatagram) % kPcrWrap;
         return bytes;
-    }
-    void putPcr(TsPacket& packet, bool broken) const {
-        ts_set_pid(packet.data(), pid);
-        ts_set_adaptation(packet.data(), 7);
-        packet[5] = 0;
-        tsaf_set_pcr(packet.data(), pcr / 300);
-        tsaf_set_pcrext(packet.data(), static_cast<std::uint16_t>(pcr % 300));
-        if (broken) tsaf_set_discontinuity(packet.data());
     }
     void come(std::int64_t arrival, bool broken = false) {
         const auto bytes = datagram(broken);

@@ -5,19 +5,12 @@
 #include "graph/filter_graph.h"
 #include "support/temporary_file.h"
 #include "support/test_filters.h"
-#include "ts/generator.h"
+#include "support/transport_stream.h"
 
 namespace {
 
 using namespace mcgate::host;
-
-std::vector<std::uint8_t> generated(double seconds) {
-    std::vector<std::uint8_t> all;
-    generateTransportStream({4'000'000, seconds, 1}, [&](const std::uint8_t* data, std::size_t size) {
-        all.insert(all.end(), data, data + size);
-    });
-    return all;
-}
+using test::generated;
 
 bool waitForEnd(FilterGraph& graph) {
     const auto event = graph.nextEvent(test::kDeadline);

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "support/temporary_file.h"
-#include "ts/generator.h"
+#include "support/transport_stream.h"
 #include "ts/packet_reader.h"
 #include "ts/packet_stamper.h"
 #include "ts/stream_meter.h"
@@ -13,28 +13,9 @@ namespace {
 
 using namespace mcgate::host;
 using Bytes = std::vector<std::uint8_t>;
+using test::generated, test::pcrPacket;
 
 constexpr std::int64_t kSecond = 10'000'000;
-
-Bytes generated(double seconds, std::uint64_t rate = 4'000'000) {
-    Bytes all;
-    generateTransportStream({rate, seconds, 1}, [&](const std::uint8_t* data, std::size_t size) {
-        all.insert(all.end(), data, data + size);
-    });
-    return all;
-}
-
-TsPacket pcrPacket(std::uint64_t pcr, bool discontinuity = false, std::uint16_t pid = 0x100) {
-    TsPacket packet{};
-    ts_init(packet.data());
-    ts_set_pid(packet.data(), pid);
-    ts_set_adaptation(packet.data(), 7);
-    packet[5] = 0;
-    tsaf_set_pcr(packet.data(), pcr / 300);
-    tsaf_set_pcrext(packet.data(), static_cast<std::uint16_t>(pcr % 300));
-    if (discontinuity) tsaf_set_discontinuity(packet.data());
-    return packet;
-}
 
 TEST(Generator, TheStreamIsContinuousAndItsClockIsExact) {
     const Bytes all = generated(2.0);

@@ -5,7 +5,7 @@
 #include "graph/filter_graph.h"
 #include "media/mem_allocator.h"
 #include "support/test_filters.h"
-#include "ts/generator.h"
+#include "support/transport_stream.h"
 
 namespace {
 
@@ -16,10 +16,7 @@ using Bytes = std::vector<std::uint8_t>;
 constexpr std::size_t kDatagram = 7 * kPacketSize;
 
 Bytes generated(double seconds) {
-    Bytes all;
-    generateTransportStream({4'000'000, seconds, 1}, [&](const std::uint8_t* data, std::size_t size) {
-        all.insert(all.end(), data, data + size);
-    });
+    Bytes all = test::generated(seconds);
     all.resize(all.size() / kDatagram * kDatagram);
     return all;
 }

@@ -170,13 +170,18 @@ bool Speaker::say(const std::string& text, const std::string& address, std::uint
     return sendto(socket_.get(), text.data(), text.size(), 0, remote.get(), remote.length) >= 0;
 }
 
+std::string Stream::numbered(std::uint32_t number) {
+    std::string bytes(sizeof number, '\0');
+    std::memcpy(bytes.data(), &number, sizeof number);
+    return bytes;
+}
+
 Stream::Stream(const Host& host, const std::string& local, const std::string& interfaceName, const std::string& address,
-               std::uint16_t port, std::chrono::milliseconds spacing)
-    : speaker_(host, local, interfaceName), thread_([this, address, port, spacing] {
+               std::uint16_t port, std::chrono::milliseconds spacing,
+               std::function<std::string(std::uint32_t number)> datagram)
+    : speaker_(host, local, interfaceName), thread_([this, address, port, spacing, datagram = std::move(datagram)] {
           for (std::uint32_t i = 1; !ending_; ++i) {
-              std::string bytes(sizeof i, '\0');
-              std::memcpy(bytes.data(), &i, sizeof i);
-              speaker_.say(bytes, address, port);  // may be refused while a cable is out
+              speaker_.say(datagram(i), address, port);  // may be refused while a cable is out
               std::this_thread::sleep_for(spacing);
           }
       }) {}

@@ -64,11 +64,15 @@ private:
     PlainSocket socket_;
 };
 
-/// Sends the numbers from 1 on, four bytes each, every few milliseconds until it is destroyed.
+/// Sends a datagram for each number from 1 on, every few milliseconds until it is destroyed.
 class Stream {
 public:
+    /// The number's four bytes.
+    static std::string numbered(std::uint32_t number);
+
     Stream(const Host& host, const std::string& local, const std::string& interfaceName, const std::string& address,
-           std::uint16_t port, std::chrono::milliseconds spacing = std::chrono::milliseconds(5));
+           std::uint16_t port, std::chrono::milliseconds spacing = std::chrono::milliseconds(5),
+           std::function<std::string(std::uint32_t number)> datagram = numbered);
     ~Stream();
 
 private:

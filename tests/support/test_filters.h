@@ -79,8 +79,6 @@ public:
         return S_OK;
     }
 
-    /// Holds the caller of each Notify until it is called with false.
-    void hold(bool on) { events_.hold(on); }
     /// False when it has not happened by the deadline.
     bool waitFor(const std::function<bool(const std::vector<Event>&)>& enough) { return events_.waitFor(enough); }
     std::vector<Event> events() { return events_.all(); }

@@ -49,27 +49,14 @@ void expectFinding(const Answer& run, const std::string& id, const std::string& 
 }
 
 /// Seven packets of a transport stream every few milliseconds until it is destroyed.
-class Transmission {
-public:
+struct Transmission : Stream {
     Transmission(const Host& host, const std::string& local, const std::string& interfaceName,
                  const std::string& address, std::uint16_t port)
-        : speaker_(host, local, interfaceName), thread_([this, address, port] {
+        : Stream(host, local, interfaceName, address, port, std::chrono::milliseconds(5), [](std::uint32_t) {
               std::string datagram(1316, '\xFF');
               for (std::size_t at = 0; at < datagram.size(); at += 188) datagram[at] = '\x47';
-              while (!ending_) {
-                  speaker_.say(datagram, address, port);
-                  std::this_thread::sleep_for(std::chrono::milliseconds(5));
-              }
+              return datagram;
           }) {}
-    ~Transmission() {
-        ending_ = true;
-        thread_.join();
-    }
-
-private:
-    const Speaker speaker_;
-    std::atomic<bool> ending_{false};
-    std::thread thread_;
 };
 
 struct Check : testing::Test {

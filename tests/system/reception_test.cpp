@@ -21,8 +21,15 @@ struct Way {
     std::string group;  ///< "0.0.0.0" or "::" for unicast
     std::string source;
     std::vector<std::string> wanted;  ///< what must come of all that is said
-    std::string joined;               ///< seen on the wire; empty for unicast
-    std::string left;
+
+    bool isSix() const { return local.find(':') != std::string::npos; }
+    bool isUnicast() const { return group == "0.0.0.0" || group == "::"; }
+    /// A change of membership, as it is seen on the wire.
+    std::string change(const std::string& anySource, const std::string& ofOne) const {
+        return (isSix() ? "mld2 " : "igmp3 ") + (source.empty() ? anySource + group : ofOne + group + " " + source);
+    }
+    std::string joined() const { return change("to-exclude ", "allow "); }
+    std::string left() const { return change("to-include ", "block "); }
 
     friend std::ostream& operator<<(std::ostream& out, const Way& way) { return out << way.name; }
 };
@@ -36,39 +43,19 @@ struct Family {
 const Family kFour{"10.66.0.2", "10.66.0.3", "10.67.0.2", "10.66.0.1", "10.67.0.1", "239.1.1.1", "239.1.1.2"};
 const Family kSix{"fd66::2", "fd66::3", "fd67::2", "fd66::1", "fd67::1", "ff15::1", "ff15::2"};
 
+const std::vector<std::string> kBothGroups{"first group", "second group"};
+const std::vector<std::string> kOneCable{"first unicast", "second unicast"};
+const std::vector<std::string> kBothCables{"first unicast", "second unicast", "third unicast"};
+
 const Way kWays[] = {
-    {"AnySource4",
-     "10.66.0.1",
-     "239.1.1.1",
-     "",
-     {"first group", "second group"},
-     "igmp3 to-exclude 239.1.1.1",
-     "igmp3 to-include 239.1.1.1"},
-    {"SourceSpecific4",
-     "10.66.0.1",
-     "239.1.1.1",
-     "10.66.0.2",
-     {"first group"},
-     "igmp3 allow 239.1.1.1 10.66.0.2",
-     "igmp3 block 239.1.1.1 10.66.0.2"},
-    {"Unicast4", "10.66.0.1", "0.0.0.0", "", {"first unicast", "second unicast"}, "", ""},
-    {"AllInterfaces4", "0.0.0.0", "0.0.0.0", "", {"first unicast", "second unicast", "third unicast"}, "", ""},
-    {"AnySource6",
-     "fd66::1",
-     "ff15::1",
-     "",
-     {"first group", "second group"},
-     "mld2 to-exclude ff15::1",
-     "mld2 to-include ff15::1"},
-    {"SourceSpecific6",
-     "fd66::1",
-     "ff15::1",
-     "fd66::2",
-     {"first group"},
-     "mld2 allow ff15::1 fd66::2",
-     "mld2 block ff15::1 fd66::2"},
-    {"Unicast6", "fd66::1", "::", "", {"first unicast", "second unicast"}, "", ""},
-    {"AllInterfaces6", "::", "::", "", {"first unicast", "second unicast", "third unicast"}, "", ""},
+    {"AnySource4", "10.66.0.1", "239.1.1.1", "", kBothGroups},
+    {"SourceSpecific4", "10.66.0.1", "239.1.1.1", "10.66.0.2", {"first group"}},
+    {"Unicast4", "10.66.0.1", "0.0.0.0", "", kOneCable},
+    {"AllInterfaces4", "0.0.0.0", "0.0.0.0", "", kBothCables},
+    {"AnySource6", "fd66::1", "ff15::1", "", kBothGroups},
+    {"SourceSpecific6", "fd66::1", "ff15::1", "fd66::2", {"first group"}},
+    {"Unicast6", "fd66::1", "::", "", kOneCable},
+    {"AllInterfaces6", "::", "::", "", kBothCables},
 };
 
 struct Reception : testing::TestWithParam<Way> {
@@ -110,15 +97,15 @@ void sayEverything(const TwoHosts& hosts, const Family& family) {
 
 TEST_P(Reception, IsExactAndJoinAndLeaveAreSeenOnTheWire) {
     const Way& way = GetParam();
-    const Family& family = way.local.find(':') == std::string::npos ? kFour : kSix;
+    const Family& family = way.isSix() ? kSix : kFour;
     const TwoHosts hosts;
     MembershipTap tap(hosts.peer, "mc1");
     ReceivingGraph one(kPort, way.local, way.group, way.source);
     ReceivingGraph two(kPort, way.local, way.group, way.source);
     one.start();
-    if (!way.joined.empty()) {
+    if (!way.isUnicast()) {
         two.start();
-        EXPECT_TRUE(tap.waitFor(way.joined));
+        EXPECT_TRUE(tap.waitFor(way.joined()));
     }
     const NosyProgram nosy(family);
     sayEverything(hosts, family);
@@ -128,7 +115,7 @@ TEST_P(Reception, IsExactAndJoinAndLeaveAreSeenOnTheWire) {
     std::sort(got.begin(), got.end());
     std::sort(wanted.begin(), wanted.end());
     EXPECT_EQ(got, wanted);
-    if (way.joined.empty()) return;
+    if (way.isUnicast()) return;
 
     ASSERT_TRUE(two.collector->waitForSamples(wanted.size())) << "two receivers of one group both get all";
     EXPECT_EQ(two.texts().size(), wanted.size());
@@ -139,15 +126,15 @@ TEST_P(Reception, IsExactAndJoinAndLeaveAreSeenOnTheWire) {
 // Told apart from the test above, where another program of the host keeps the group.
 TEST_P(Reception, LeavesTheGroupAtTheStop) {
     const Way& way = GetParam();
-    if (way.left.empty()) return;
+    if (way.isUnicast()) return;
     const TwoHosts hosts;
     MembershipTap tap(hosts.peer, "mc1");
     ReceivingGraph graph(kPort, way.local, way.group, way.source);
     graph.start();
-    EXPECT_TRUE(tap.waitFor(way.joined));
-    EXPECT_EQ(tap.count(way.left), 0);
+    EXPECT_TRUE(tap.waitFor(way.joined()));
+    EXPECT_EQ(tap.count(way.left()), 0);
     graph.stop();
-    EXPECT_TRUE(tap.waitFor(way.left));
+    EXPECT_TRUE(tap.waitFor(way.left()));
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, Reception, testing::ValuesIn(kWays),

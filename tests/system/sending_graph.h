@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/module_loader.h"
+#include "filters/transport_stream_type.h"
 #include "graph/filter_graph.h"
 #include "interfaces/class_ids.h"
 #include "interfaces/i_sender_config.h"
@@ -69,12 +70,6 @@ public:
     ComPtr<ISenderConfig> config = filter.query<ISenderConfig>();
 
 private:
-    static CMediaType transportType() {
-        CMediaType type(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
-        const AM_MPEGSYSTEMTYPE block{0, 0};
-        type.SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
-        return type;
-    }
     void feed() {
         using Clock = std::chrono::steady_clock;
         std::vector<std::uint8_t> bytes(1316, 0x47);
@@ -90,7 +85,7 @@ private:
         }
     }
 
-    ComPtr<FeedingFilter> feeder{new FeedingFilter(transportType(), 256)};
+    ComPtr<FeedingFilter> feeder{new FeedingFilter(mcgate::host::transportStreamType(0), 256)};
     PinConnection connection{feeder->output(), mcgate::host::findPin(*filter, PINDIR_INPUT).get()};
     std::atomic<bool> ending_{false};
     std::atomic<std::uint32_t> last_{0};

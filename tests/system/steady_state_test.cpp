@@ -63,17 +63,11 @@ struct SteadyState : testing::TestWithParam<bool> {
     ComPtr<CallingFilter> counter{
         new CallingFilter([this](IMediaSample&) { return ++arrived, S_OK; }, GetParam() ? S_OK : S_FALSE)};
     PinConnection connection{mcgate::host::findPin(*receiver, PINDIR_OUTPUT).get(), counter->GetPin(0)};
-    ComPtr<FeedingFilter> feeder{new FeedingFilter(transportType(), kPool)};
+    ComPtr<FeedingFilter> feeder{new FeedingFilter(mcgate::host::transportStreamType(0), kPool)};
     ComPtr<IBaseFilter> sender = mcgate::host::create<IBaseFilter>(CLSID_CNetworkSend);
     PinConnection sending{feeder->output(), mcgate::host::findPin(*sender, PINDIR_INPUT).get()};
     std::uint64_t sent = 0;
 
-    static CMediaType transportType() {
-        CMediaType type(MEDIATYPE_Stream, MEDIASUBTYPE_MPEG2_TRANSPORT);
-        const AM_MPEGSYSTEMTYPE block{0, 0};
-        type.SetFormat(FORMAT_MPEGStreams, &block, sizeof block);
-        return type;
-    }
     void SetUp() override {
         std::int32_t index = -1;
         const auto config = sender.query<ISenderConfig>();
