@@ -36,7 +36,7 @@ public:
         manager_.ready();
         while (!stopRequested()) turn();
         manager_.stopping();
-        if (change_.valid()) change_.get();
+        if (change_.valid()) concludeChange();
         streams_.end();
         report_.writeLast(streams_.views());
     }
@@ -52,7 +52,7 @@ private:
         manager_.keepAlive();
         if (!change_.valid() && takeReloadRequest()) reload();
         if (change_.valid() && change_.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
-            change_.get();
+            concludeChange();
             manager_.ready();
         }
         if (!report_.due()) return;
@@ -70,6 +70,13 @@ private:
         } catch (const UsageError& problem) {
             tell(0, std::string("all streams go on as before: ") + problem.what());
             manager_.ready();
+        }
+    }
+    void concludeChange() {
+        try {
+            change_.get();
+        } catch (const std::exception& problem) {
+            tell(0, std::string("not all streams of the profile could be made: ") + problem.what());
         }
     }
     void tell(std::uint32_t level, const std::string& text) {

@@ -63,7 +63,7 @@ bool GraphBase::heed(std::chrono::milliseconds patience) {
 }
 
 std::string GraphBase::failure() {
-    const std::string known = reason(state_ == StreamState::Stopped ? last_ : measure());
+    std::string known = reason(state_ == StreamState::Stopped ? last_ : measure());
     if (!known.empty() || SUCCEEDED(broken_)) return known;
     return std::string("the ") + nameOf(settings_.kind()) + " broke off: " + GetStatusText(broken_);
 }

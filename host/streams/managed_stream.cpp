@@ -109,6 +109,8 @@ void ManagedStream::live() {
             turn();
         } catch (const std::exception& problem) {  // a thread that ends would leave the stream without anybody
             keepTrying(problem.what());
+            std::unique_lock hold(lock_);
+            changed_.wait_for(hold, kLook, [this] { return ending_; });
         }
     }
     stopForGood();
@@ -203,12 +205,13 @@ void ManagedStream::concludeAttempt(const Wish& wish, const std::string& error) 
         done_ = wish.number;
         changed_.notify_all();
     }
-    if (!error.empty()) {
+    if (!error.empty() && wish.state == StreamState::Stopped) {
+        tellState(0, error);
+    } else if (!error.empty()) {
         keepTrying(error);
     } else if (state != before) {
         tellState(2, nameOf(state));
     }
-    if (error.empty() && state == StreamState::Stopped) told_.clear();
 }
 
 // What ended by itself: an input that is over leaves nothing to be wanted; what broke off is tried again.

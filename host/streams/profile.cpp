@@ -19,7 +19,7 @@ namespace {
 using Json = nlohmann::json;
 
 constexpr std::size_t kMostText = 1U << 20;
-constexpr std::size_t kMostName = 64;
+constexpr std::ptrdiff_t kMostName = 64;
 constexpr std::int64_t kHour = 3'600'000;
 constexpr const char* kForm = R"({"graphs": [...]})";
 
@@ -34,7 +34,20 @@ std::string shown(const Json& value) {
     return text.size() <= kMost ? text : text.substr(0, kMost) + "...";
 }
 
+// Of UTF-8: each begins with a byte that continues none.
+std::ptrdiff_t characters(const std::string& text) {
+    return std::count_if(text.begin(), text.end(), [](char one) { return (one & 0xC0) != 0x80; });
+}
+
 bool isControl(char one) { return static_cast<unsigned char>(one) < 0x20 || one == 0x7F; }
+
+std::string plainText(const Json& value, const std::string& path) {
+    const auto* text = value.get_ptr<const std::string*>();
+    if (text == nullptr || text->empty() || std::any_of(text->begin(), text->end(), isControl)) {
+        refuse(path, shown(value) + " is no text, an empty one, or one with control characters", "a text");
+    }
+    return *text;
+}
 
 /// An object of a profile, whose keys are asked for one by one.
 class Entry {
@@ -45,27 +58,25 @@ public:
     std::string at(const std::string& key) const { return path_ + "." + key; }
     bool has(const char* key) const { return value_.contains(key); }
 
-    std::string text(const char* key) {
-        const Json& value = needed(key, "a text");
-        if (!value.is_string() || value.get_ref<const std::string&>().empty()) {
-            refuse(at(key), shown(value) + " is no text, or an empty one", "a text");
-        }
-        return value;
+    std::string text(const char* key) { return plainText(needed(key, "a text"), at(key)); }
+    std::string text(const char* key, const char* otherwise) {
+        known_.insert(key);
+        return has(key) ? text(key) : otherwise;
     }
-    std::string text(const char* key, const char* otherwise) { return has(key) ? text(key) : note(key, otherwise); }
     bool truth(const char* key, bool otherwise) {
-        note(key, "");
+        known_.insert(key);
         if (!has(key)) return otherwise;
         const Json& value = value_.at(key);
         if (!value.is_boolean()) refuse(at(key), shown(value) + " is neither true nor false", "true or false");
         return value;
     }
     std::int64_t number(const char* key, std::int64_t least, std::int64_t most, std::int64_t otherwise) {
-        note(key, "");
+        known_.insert(key);
         if (!has(key)) return otherwise;
         const Json& value = value_.at(key);
-        const bool fits = value.is_number_integer() && value >= least && value <= most;
-        if (!fits) {
+        // Above the signed ones a number would be compared as a negative one.
+        const bool isSigned = !value.is_number_unsigned() || value.get<std::uint64_t>() <= std::uint64_t{INT64_MAX};
+        if (!value.is_number_integer() || !isSigned || value < least || value > most) {
             refuse(at(key), shown(value) + " is no whole number of milliseconds in the range",
                    std::to_string(least) + " to " + std::to_string(most));
         }
@@ -85,17 +96,13 @@ public:
             if (known_.count(key) != 0) continue;
             std::string names;
             for (const auto& name : known_) names += (names.empty() ? "" : ", ") + name;
-            refuse(at(key), "'" + key + "' is no key of this kind of graph", "one of " + names);
+            refuse(path_, shown(key) + " is no key of this kind of graph", "one of " + names);
         }
     }
 
 private:
-    const char* note(const char* key, const char* otherwise) {
-        known_.insert(key);
-        return otherwise;
-    }
     const Json& needed(const char* key, const char* what) {
-        note(key, "");
+        known_.insert(key);
         if (!has(key)) refuse(path_, std::string("'") + key + "' is missing", std::string(what) + " under that key");
         return value_.at(key);
     }
@@ -119,9 +126,8 @@ std::vector<std::string> destinations(Entry& entry) {
     std::vector<std::string> result;
     for (const auto& value : entry.list("to")) {
         const std::string path = entry.at("to") + "[" + std::to_string(result.size()) + "]";
-        if (!value.is_string()) refuse(path, shown(value) + " is no text", R"("udp://239.1.1.1:5000")");
-        checkUrl(path, value, parseSendUrl);
-        result.push_back(value);
+        result.push_back(plainText(value, path));
+        checkUrl(path, result.back(), parseSendUrl);
     }
     return result;
 }
@@ -178,9 +184,7 @@ StreamState startOf(Entry& entry) {
 
 std::string nameIn(Entry& entry) {
     std::string name = entry.text("name");
-    if (name.size() > kMostName || std::any_of(name.begin(), name.end(), isControl)) {
-        refuse(entry.at("name"), shown(name) + " is too long or holds a control character", "1 to 64 bytes of text");
-    }
+    if (characters(name) > kMostName) refuse(entry.at("name"), shown(name) + " is too long", "1 to 64 characters");
     return name;
 }
 

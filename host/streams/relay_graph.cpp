@@ -133,7 +133,8 @@ private:
     void readBack(StreamSettings& settings) const override {
         auto& relay = std::get<RelaySettings>(settings.of);
         relay.input = receiver_.source();
-        relay.to = sender_.destinations();
+        auto present = sender_.destinations();
+        if (!present.empty()) relay.to = std::move(present);
     }
 
     const RelaySettings settings_;

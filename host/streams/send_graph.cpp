@@ -84,7 +84,8 @@ private:
         return error;
     }
     void readBack(StreamSettings& settings) const override {
-        std::get<SendSettings>(settings.of).to = sender_.destinations();
+        auto present = sender_.destinations();
+        if (!present.empty()) std::get<SendSettings>(settings.of).to = std::move(present);
     }
 
     const SendSettings settings_;

@@ -40,6 +40,16 @@ std::optional<SavedConfiguration> savedDestinations(const SenderOptions& options
     return saved;
 }
 
+// A page may leave texts in the filter that are no addresses.
+bool isUrl(const SendUrl& url) {
+    try {
+        parseSendUrl(urlText(url));
+        return true;
+    } catch (const UsageError&) {
+        return false;
+    }
+}
+
 }  // namespace
 
 SenderEnd::SenderEnd(const SenderOptions& options, StreamLog& log, NoticeSink sink)
@@ -97,6 +107,7 @@ std::vector<std::string> SenderEnd::destinations() const {
     std::int32_t index = 0;
     while (const auto present = destination(index)) {
         const auto given = given_.find(index++);
+        if (!isUrl(*present)) continue;
         result.push_back(given != given_.end() && given->second.kept == *present ? given->second.text
                                                                                  : urlText(*present));
     }

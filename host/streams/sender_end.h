@@ -49,7 +49,8 @@ public:
     void fill(StreamValues& values, std::uint64_t delivered);
     /// The counts begin anew.
     void restart();
-    /// The URLs of where it sends by now; one as it was given where the filter still has what that made of it.
+    /// The URLs of where it sends by now; one as it was given where the filter still has what that made of it. What the
+    /// filter has and no URL can say is left out.
     std::vector<std::string> destinations() const;
 
 private:

@@ -150,6 +150,8 @@ TEST_F(StreamGraphs, SettingsTellWhatAPageMadeOfTheAddresses) {
     EXPECT_EQ(destinations->SetDestination(1, u"ff15::1", 5001, u"::1"), S_OK);
     const std::vector<std::string> both{"udp://10.0.0.2:5000", "udp://[ff15::1]:5001?local=[::1]"};
     EXPECT_EQ(std::get<SendSettings>(from->settings().of).to, both);
+    EXPECT_EQ(destinations->SetDestination(1, u"nowhere", 5001, u"::1"), S_OK);
+    EXPECT_EQ(std::get<SendSettings>(from->settings().of).to, std::vector<std::string>{"udp://10.0.0.2:5000"});
     const auto source = to->receiver().query<ISourceConfig>();
     const struct {
         const WCHAR* local;
