@@ -31,7 +31,9 @@ std::string only(const httplib::Request& request, const char* name) {
 
 bool isChange(const httplib::Request& request) { return request.method == "POST" || request.method == "PUT"; }
 
-bool isInterface(const httplib::Request& request) { return request.path.starts_with("/api/"); }
+bool isInterface(const httplib::Request& request) {
+    return request.path.starts_with("/api/") || request.path == "/metrics";
+}
 
 // Whether the address in front of a port is a number, which no foreign name can be made to point at.
 bool isNumeric(std::string host) {

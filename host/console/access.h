@@ -15,7 +15,7 @@ namespace mcgate::host {
 /// Which requests the console hears. Every one must name this server in its Host, so that a foreign name that was made
 /// to point here finds nothing (DNS rebinding). One that changes something must come from the console's own page: with
 /// its Origin (RFC 6454) and its token, which is new at each start, and with a body of a declared type and length.
-/// Where an access token is demanded, all of /api/ needs the cookie that admit() gives.
+/// Where an access token is demanded, all of /api/, and the metrics, need the cookie that admit() gives.
 /// Threads: any; nothing changes after the construction.
 class Access {
 public:

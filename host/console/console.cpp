@@ -38,7 +38,8 @@ Console::Console(std::string profilePath)
       pages_([this](std::uint32_t id, int page, std::uint64_t revision) {
           events_.add("dialog", jsonText({{"id", id}, {"page", page}, {"revision", revision}}));
       }),
-      streams_([this](const std::string& stream, const Notice& notice) { log_.add(stream, notice); }) {}
+      streams_([this](const std::string& stream, const Notice& notice) { log_.add(stream, notice); }),
+      metrics_(MCGATE_VERSION) {}
 
 Console::~Console() {
     events_.close();
@@ -169,6 +170,12 @@ Json Console::load(std::uint32_t id, const std::string& filter, std::vector<std:
 }
 
 Json Console::profile() const { return profileJson(streams_.settings()); }
+
+std::string Console::metrics() {
+    const auto views = streams_.views();
+    const std::lock_guard hold(scraping_);
+    return metrics_.text(views);
+}
 
 void Console::saveProfile() {
     if (profilePath_.empty()) {

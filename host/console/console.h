@@ -11,6 +11,7 @@
 #include "console/history.h"
 #include "console/log_book.h"
 #include "console/property_pages.h"
+#include "metrics/metrics_page.h"
 #include "streams/stream_set.h"
 
 namespace mcgate::host {
@@ -19,7 +20,7 @@ namespace mcgate::host {
 /// docs/CONSOLE.md describes the JSON. Where nothing else is said, errors are NotFound (no such stream or filter),
 /// UsageError (a wrong value) and Refusal.
 /// Threads: any. A leaf lock guards histories and known pages; no stream, page or filter is called under it. Another
-/// one lets profiles be saved one at a time, and is held while the file is written.
+/// one lets profiles be saved one at a time, and is held while the file is written; a third guards the page of metrics.
 class Console {
 public:
     /// `profilePath`: where saveProfile writes; empty where there is no such file.
@@ -50,6 +51,9 @@ public:
     nlohmann::ordered_json profile() const;
     void saveProfile();
 
+    /// The page of docs/METRICS.md.
+    std::string metrics();
+
     PropertyPages& pages() noexcept { return pages_; }
     const LogBook& log() const noexcept { return log_; }
     EventHub& events() noexcept { return events_; }
@@ -70,6 +74,8 @@ private:
     std::map<std::uint32_t, History> histories_;
     std::map<std::uint32_t, nlohmann::ordered_json> knownPages_;
     std::mutex saving_;
+    std::mutex scraping_;  ///< over metrics_
+    MetricsPage metrics_;
 };
 
 }  // namespace mcgate::host

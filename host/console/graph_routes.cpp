@@ -69,6 +69,12 @@ void addProfile(httplib::Server& server, Console& console) {
     });
 }
 
+void addMetrics(httplib::Server& server, Console& console) {
+    server.Get("/metrics", [&console](const Request&, Response& response) {
+        response.set_content(console.metrics(), MetricsPage::kType);
+    });
+}
+
 void addEvents(httplib::Server& server, Console& console) {
     server.Get("/api/log", [&console](const Request& request, Response& response) {
         const std::string text = request.get_param_value("after");
@@ -99,6 +105,7 @@ void addGraphRoutes(httplib::Server& server, Console& console) {
     addList(server, console);
     addConfigurations(server, console);
     addProfile(server, console);
+    addMetrics(server, console);
     addEvents(server, console);
 }
 

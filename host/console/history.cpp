@@ -48,7 +48,7 @@ History::Values History::valuesOf(const StreamSnapshot& snapshot) const {
     const StreamValues& now = snapshot.values;
     Values values{};
     values[BitRate] = snapshot.bitRate;
-    values[SpacingError] = now.spacing ? now.spacing->p99Ms : kUnknown;
+    values[SpacingError] = now.spacing ? now.spacing->lastP99Ms : kUnknown;
     values[HoldBack] = orUnknown(now.holdBackMs);
     values[Queued] = orUnknown(now.queuedSamples);
     values[Datagrams] =

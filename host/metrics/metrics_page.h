@@ -16,6 +16,8 @@ namespace mcgate::host {
 /// Threads: one at a time.
 class MetricsPage {
 public:
+    static constexpr const char* kType = "text/plain; version=0.0.4; charset=utf-8";
+
     explicit MetricsPage(std::string version) : version_(std::move(version)) {}
     std::string text(const std::vector<StreamSet::View>& streams);
 

@@ -9,7 +9,7 @@ namespace mcgate::host {
 MetricsServer::MetricsServer(const ListenAddress& address, const std::string& version, Streams streams)
     : page_(version), streams_(std::move(streams)), server_(address, HttpLimits{}) {
     server_.routes().Get("/metrics", [this](const httplib::Request&, httplib::Response& response) {
-        response.set_content(text(), "text/plain; version=0.0.4; charset=utf-8");
+        response.set_content(text(), MetricsPage::kType);
     });
     server_.start();
 }

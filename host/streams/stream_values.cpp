@@ -4,7 +4,7 @@ namespace mcgate::host {
 
 void StreamValues::measure(const StreamMeter::Figures& figures) {
     continuityErrors = figures.continuityErrors;
-    if (figures.spacingSamples > 0) spacing = {figures.medianMs, figures.p99Ms, figures.maxMs};
+    if (figures.spacingSamples > 0) spacing = {figures.medianMs, figures.p99Ms, figures.maxMs, figures.lastP99Ms};
 }
 
 void StreamValues::keepWhatAStopTakes(const StreamValues& before) {

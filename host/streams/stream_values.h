@@ -33,6 +33,7 @@ struct StreamValues {
         double medianMs = 0;
         double p99Ms = 0;
         double maxMs = 0;
+        double lastP99Ms = 0;  ///< within the last whole second of the stream
     };
     std::optional<Spacing> spacing;
 

@@ -78,12 +78,15 @@ void StreamMeter::closeSecond() {
     const auto middle = delays_.begin() + static_cast<std::ptrdiff_t>(delays_.size() / 2);
     std::nth_element(delays_.begin(), middle, delays_.end());
     const std::int64_t median = *middle;
-    for (const std::int64_t delay : delays_) {
-        const std::int64_t error = std::abs(delay - median);
+    for (std::int64_t& delay : delays_) {
+        const std::int64_t error = delay = std::abs(delay - median);
         ++histogram_[std::min(static_cast<std::size_t>(error / kBinWidth), kBins - 1)];
         largest_ = std::max(largest_, error);
         ++figures_.spacingSamples;
     }
+    const auto most = delays_.begin() + static_cast<std::ptrdiff_t>(99 * delays_.size() / 100);
+    std::nth_element(delays_.begin(), most, delays_.end());
+    figures_.lastP99Ms = static_cast<double>(*most) / kTicksPerMs;
     delays_.clear();
 }
 

@@ -25,6 +25,7 @@ public:
         double medianMs = 0;
         double p99Ms = 0;
         double maxMs = 0;
+        double lastP99Ms = 0;  ///< within the last whole second of the stream
     };
 
     /// A datagram's payload, and when it came in 100 ns. Packets may cross datagrams.

@@ -49,6 +49,7 @@ TEST(StreamMeter, SeesALostDatagramABurstAndCutPackets) {
     EXPECT_LE(figures.continuityErrors, 4U);
     EXPECT_NEAR(figures.maxMs, 50, 3);
     EXPECT_LT(figures.medianMs, 0.1);
+    EXPECT_NEAR(figures.lastP99Ms, 50, 3) << "a fiftieth of the last whole second was held";
 }
 
 TEST(PacketStamper, TimesAreLinearAcrossTheWrapAndGoOnAfterABreak) {
