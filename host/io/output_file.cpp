@@ -118,9 +118,14 @@ bool OutputFile::waitUntilWritable() {
     return false;
 }
 
+// A stop request that was taken back gives up nothing more.
 bool OutputFile::mayWait() {
     const auto now = std::chrono::steady_clock::now();
-    if (!deadline_ && stopRequested_()) deadline_ = now + kGrace;
+    if (!stopRequested_()) {
+        deadline_.reset();
+    } else if (!deadline_) {
+        deadline_ = now + kGrace;
+    }
     return !deadline_ || now < *deadline_;
 }
 
