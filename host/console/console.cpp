@@ -1,6 +1,7 @@
 #include "console/console.h"
 
 #include <chrono>
+#include <set>
 
 #include "cli/demand.h"
 #include "cli/saved_configuration.h"
@@ -61,6 +62,17 @@ void Console::turn() {
         histories_[entry.id].look(second, snapshot);
     }
     events_.add("graphs", jsonText(graphs()));
+    forgetRemoved();
+}
+
+// One that was removed during a look had its history, or its pages, made anew.
+void Console::forgetRemoved() {
+    std::set<std::uint32_t> present;
+    for (const auto& entry : streams_.all()) present.insert(entry.id);
+    const auto isGone = [&present](const auto& kept) { return present.count(kept.first) == 0; };
+    const std::lock_guard hold(lock_);
+    std::erase_if(histories_, isGone);
+    std::erase_if(knownPages_, isGone);
 }
 
 Json Console::graphs() {
@@ -98,7 +110,7 @@ Json Console::add(nlohmann::json entry) {
         throw Refusal(503, "there are " + std::to_string(StreamSet::kMost) + " graphs; right would be to remove one");
     }
     if (entry.is_object() && !entry.contains("start")) entry["start"] = "stopped";
-    const StreamSettings settings = parseStream(entry, "");
+    const StreamSettings settings = parseStream(entry, "graph");
     const auto added = streams_.add(settings);
     added.stream->bringTo(settings.start, kPatience);
     return graph(added.id, *added.stream);

@@ -59,6 +59,7 @@ public:
     EventHub& events() noexcept { return events_; }
 
 private:
+    void forgetRemoved();
     std::shared_ptr<ManagedStream> find(std::uint32_t id) const;
     platform::ComPtr<IBaseFilter> filterOf(std::uint32_t id, const std::string& name) const;
     nlohmann::ordered_json graph(std::uint32_t id, const ManagedStream& stream);

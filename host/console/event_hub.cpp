@@ -33,7 +33,7 @@ void EventHub::add(const std::string& name, const std::string& data) {
     bytes_ += event->size();
     events_.push_back(std::move(event));
     ++next_;
-    while (events_.size() > kMostEvents || bytes_ > kMostBytes) {
+    while (events_.size() > kMostEvents || (bytes_ > kMostBytes && events_.size() > 1)) {
         bytes_ -= events_.front()->size();
         events_.pop_front();
     }

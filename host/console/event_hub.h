@@ -13,7 +13,7 @@
 namespace mcgate::host {
 
 /// Hands events to the open event streams (server-sent events, HTML Living Standard, section 9.2). A stream that falls
-/// behind what is kept is ended: its reader comes again and fetches everything anew.
+/// behind what is kept (the newest event at least) is ended: its reader comes again and fetches everything anew.
 /// Threads: any. A leaf lock guards the events; it is not held while a stream writes.
 class EventHub {
 public:

@@ -1,6 +1,7 @@
 #include "console/log_book.h"
 
 #include <algorithm>
+#include <vector>
 
 #include "cli/time_text.h"
 #include "streams/json_text.h"
@@ -31,16 +32,18 @@ void LogBook::add(const std::string& stream, const Notice& notice) {
     const std::lock_guard hold(lock_);
     line["seq"] = ++last_;
     events_.add("log", jsonText(line));
-    lines_.push_back(std::move(line));
+    lines_.push_back(std::make_shared<const nlohmann::ordered_json>(std::move(line)));
     if (lines_.size() > kMostLines) lines_.pop_front();
 }
 
 nlohmann::ordered_json LogBook::since(std::uint64_t after) const {
-    const std::lock_guard hold(lock_);
+    std::unique_lock hold(lock_);
     const auto fresh =
         static_cast<std::ptrdiff_t>(std::min<std::uint64_t>(last_ - std::min(after, last_), lines_.size()));
+    const std::vector<std::shared_ptr<const nlohmann::ordered_json>> found(lines_.end() - fresh, lines_.end());
+    hold.unlock();
     auto lines = nlohmann::ordered_json::array();
-    for (auto line = lines_.end() - fresh; line != lines_.end(); ++line) lines.push_back(*line);
+    for (const auto& line : found) lines.push_back(*line);
     return {{"lines", std::move(lines)}};
 }
 

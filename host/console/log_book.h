@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
@@ -13,7 +14,7 @@ namespace mcgate::host {
 
 /// The last lines that the streams told, which are events, too.
 /// Threads: any, also under filters' locks. A lock guards the lines; the hub's is taken inside it, so that events come
-/// in the lines' order.
+/// in the lines' order. Readers hold it for pointers alone, since the sender's threads wait for it.
 class LogBook {
 public:
     static constexpr std::size_t kMostLines = 1000;
@@ -26,7 +27,7 @@ public:
 private:
     EventHub& events_;
     mutable std::mutex lock_;
-    std::deque<nlohmann::ordered_json> lines_;
+    std::deque<std::shared_ptr<const nlohmann::ordered_json>> lines_;
     std::uint64_t last_ = 0;  ///< number of the last line
 };
 

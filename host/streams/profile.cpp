@@ -1,6 +1,7 @@
 #include "streams/profile.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
@@ -20,6 +21,9 @@ using Json = nlohmann::json;
 
 constexpr std::size_t kMostText = 1U << 20;
 constexpr std::ptrdiff_t kMostName = 64;
+constexpr std::size_t kMostFileName = 4096;
+constexpr std::size_t kMostUrl = 256;
+constexpr std::size_t kMostDestinations = 255;  // as a saved configuration holds
 constexpr std::int64_t kHour = 3'600'000;
 constexpr const char* kForm = R"({"graphs": [...]})";
 
@@ -41,11 +45,12 @@ std::ptrdiff_t characters(const std::string& text) {
 
 bool isControl(char one) { return static_cast<unsigned char>(one) < 0x20 || one == 0x7F; }
 
-std::string plainText(const Json& value, const std::string& path) {
+std::string plainText(const Json& value, const std::string& path, std::size_t most) {
     const auto* text = value.get_ptr<const std::string*>();
     if (text == nullptr || text->empty() || std::any_of(text->begin(), text->end(), isControl)) {
         refuse(path, shown(value) + " is no text, an empty one, or one with control characters", "a text");
     }
+    if (text->size() > most) refuse(path, shown(value) + " is too long", "up to " + std::to_string(most) + " bytes");
     return *text;
 }
 
@@ -58,7 +63,9 @@ public:
     std::string at(const std::string& key) const { return path_ + "." + key; }
     bool has(const char* key) const { return value_.contains(key); }
 
-    std::string text(const char* key) { return plainText(needed(key, "a text"), at(key)); }
+    std::string text(const char* key, std::size_t most = kMostFileName) {
+        return plainText(needed(key, "a text"), at(key), most);
+    }
     std::string text(const char* key, const char* otherwise) {
         known_.insert(key);
         return has(key) ? text(key) : otherwise;
@@ -87,6 +94,10 @@ public:
         if (!value.is_array() || value.empty()) {
             refuse(at(key), shown(value) + " is no list, or an empty one",
                    R"(a list such as ["udp://239.1.1.1:5000"])");
+        }
+        if (value.size() > kMostDestinations) {
+            refuse(at(key), "a list of " + std::to_string(value.size()) + " is too long",
+                   "up to " + std::to_string(kMostDestinations));
         }
         return value;
     }
@@ -126,14 +137,14 @@ std::vector<std::string> destinations(Entry& entry) {
     std::vector<std::string> result;
     for (const auto& value : entry.list("to")) {
         const std::string path = entry.at("to") + "[" + std::to_string(result.size()) + "]";
-        result.push_back(plainText(value, path));
+        result.push_back(plainText(value, path, kMostUrl));
         checkUrl(path, result.back(), parseSendUrl);
     }
     return result;
 }
 
 std::string source(Entry& entry) {
-    std::string url = entry.text("input");
+    std::string url = entry.text("input", kMostUrl);
     checkUrl(entry.at("input"), url, parseReceiveUrl);
     return url;
 }
@@ -179,7 +190,7 @@ StreamState startOf(Entry& entry) {
     for (const auto state : {StreamState::Running, StreamState::Paused, StreamState::Stopped}) {
         if (word == nameOf(state)) return state;
     }
-    refuse(entry.at("start"), "'" + word + "' is no state", "running, paused or stopped");
+    refuse(entry.at("start"), shown(word) + " is no state", "running, paused or stopped");
 }
 
 std::string nameIn(Entry& entry) {
@@ -193,21 +204,18 @@ std::string outOf(const StreamSettings& stream) {
     return receive != nullptr ? receive->out : std::string();
 }
 
+// By the names alone: nothing is looked up in file systems, which may stall.
+bool isSameFile(const std::string& one, const std::string& other) {
+    const auto whole = [](const std::string& name) {
+        std::error_code ignored;
+        return std::filesystem::absolute(name, ignored).lexically_normal();
+    };
+    return one == other || whole(one) == whole(other);
+}
+
 bool readsStandardInput(const StreamSettings& stream) {
     const auto* send = std::get_if<SendSettings>(&stream.of);
     return send != nullptr && send->input == "-";
-}
-
-// Two streams of a profile that would be in each other's way.
-void checkApart(const StreamSettings& one, const StreamSettings& other, const std::string& path) {
-    const std::string by = "is taken by '" + other.name + "'";
-    if (one.name == other.name) refuse(path + ".name", "'" + one.name + "' stands twice", "another name");
-    if (readsStandardInput(one) && readsStandardInput(other)) {
-        refuse(path + ".input", "standard input " + by, "a file or a named pipe");
-    }
-    if (!outOf(one).empty() && outOf(one) == outOf(other)) {
-        refuse(path + ".out", "'" + outOf(one) + "' " + by, "another file");
-    }
 }
 
 void describe(nlohmann::ordered_json& entry, const SendSettings& send) {
@@ -235,6 +243,17 @@ void describe(nlohmann::ordered_json& entry, const RelaySettings& relay) {
 
 }  // namespace
 
+void checkApart(const StreamSettings& one, const StreamSettings& other, const std::string& path) {
+    const std::string by = "is taken by '" + other.name + "'";
+    if (one.name == other.name) refuse(path + ".name", "'" + one.name + "' stands twice", "another name");
+    if (readsStandardInput(one) && readsStandardInput(other)) {
+        refuse(path + ".input", "standard input " + by, "a file or a named pipe");
+    }
+    if (!outOf(one).empty() && isSameFile(outOf(one), outOf(other))) {
+        refuse(path + ".out", "'" + outOf(one) + "' " + by, "another file");
+    }
+}
+
 StreamSettings parseStream(const Json& value, const std::string& path) {
     Entry entry(value, path);
     StreamSettings stream;
@@ -248,7 +267,7 @@ StreamSettings parseStream(const Json& value, const std::string& path) {
     } else if (kind == nameOf(StreamKind::Relay)) {
         stream.of = relaySettings(entry);
     } else {
-        refuse(entry.at("kind"), "'" + kind + "' is no kind of graph", "send, receive or relay");
+        refuse(entry.at("kind"), shown(kind) + " is no kind of graph", "send, receive or relay");
     }
     entry.refuseOthers();
     return stream;
@@ -300,6 +319,7 @@ std::vector<StreamSettings> readProfile(const std::string& path) {
 
 void writeProfile(const std::string& path, const std::vector<StreamSettings>& streams) {
     const std::string text = profileJson(streams).dump(2) + '\n';
+    parseProfile(text);
     const auto file = platform::FileStream::create(path);
     demand(file->Write(text.data(), static_cast<std::uint32_t>(text.size()), nullptr), "can't write " + path);
     file->commit();

@@ -15,6 +15,9 @@ namespace mcgate::host {
 /// or 64 streams, an unknown key, a wrong type, a wrong URL, a value out of its range, a name that stands twice, or two
 /// streams that read the standard input or write the same file.
 std::vector<StreamSettings> parseProfile(const std::string& text);
+/// Throws UsageError, `path` in front, when two streams of one process would be in each other's way: by name, as
+/// readers of standard input, or as writers of one file. Waits for nothing.
+void checkApart(const StreamSettings& one, const StreamSettings& other, const std::string& path);
 /// One stream, as an entry of "graphs" has it; `path` is named in errors.
 StreamSettings parseStream(const nlohmann::json& entry, const std::string& path);
 /// A whole profile, {"graphs": [...]}, which parseProfile reads as the same.
@@ -22,7 +25,8 @@ nlohmann::ordered_json profileJson(const std::vector<StreamSettings>& streams);
 
 /// Throws UsageError, with the path in front, for a file that can't be read or holds no profile.
 std::vector<StreamSettings> readProfile(const std::string& path);
-/// Replaces the file in one step. Throws std::runtime_error with path and reason.
+/// Replaces the file in one step. Throws std::runtime_error with path and reason, and UsageError for what readProfile
+/// would refuse.
 void writeProfile(const std::string& path, const std::vector<StreamSettings>& streams);
 
 }  // namespace mcgate::host

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/url.h"
+#include "streams/profile.h"
 
 namespace mcgate::host {
 
@@ -54,10 +55,7 @@ std::vector<StreamSet::Entry> StreamSet::takeOthers(const std::vector<StreamSett
 
 StreamSet::Entry StreamSet::add(const StreamSettings& settings) {
     const std::lock_guard hold(lock_);
-    for (const auto& entry : entries_) {
-        if (entry.stream->given().name != settings.name) continue;
-        throw UsageError("the name '" + settings.name + "' is taken; right would be another name");
-    }
+    for (const auto& entry : entries_) checkApart(settings, entry.stream->given(), "graph");
     if (entries_.size() >= kMost) refuseMore();
     const auto tell = [sink = sink_, name = settings.name](const Notice& notice) { sink(name, notice); };
     return entries_.emplace_back(Entry{nextId_++, std::make_shared<ManagedStream>(settings, tell)});

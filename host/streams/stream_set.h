@@ -40,7 +40,7 @@ public:
     /// others are made anew, those not listed end. Ended streams are waited for, all at once, before others are made.
     /// Calls come one at a time. Throws UsageError, with nothing changed, for more than kMost.
     void apply(const std::vector<StreamSettings>& profile);
-    /// Throws UsageError for a name that is taken, and for one stream too many.
+    /// Throws UsageError for a stream that would be in the way of one that is there (checkApart), and for one too many.
     Entry add(const StreamSettings& settings);
     /// Ends a stream, and waits for it. False when there is none of that number.
     bool remove(std::uint32_t id);
