@@ -1,11 +1,14 @@
+# Lines for the stacks and no more, little optimisation: half the time to build (add_compile_options stands behind the
+# flags of the build type).
+set(sanitizer_flags -O1 -g1 -fno-omit-frame-pointer)
 if(MCGATE_SANITIZE STREQUAL "address")
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all ${sanitizer_flags})
     add_link_options(-fsanitize=address,undefined)
 elseif(MCGATE_SANITIZE STREQUAL "thread")
-    add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+    add_compile_options(-fsanitize=thread ${sanitizer_flags})
     add_link_options(-fsanitize=thread)
 elseif(MCGATE_SANITIZE STREQUAL "fuzzer")
-    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all ${sanitizer_flags} -O2)
     add_link_options(-fsanitize=address,undefined)
 elseif(NOT MCGATE_SANITIZE STREQUAL "")
     message(FATAL_ERROR "MCGATE_SANITIZE is '${MCGATE_SANITIZE}'; it can be empty, address, thread or fuzzer")
