@@ -59,6 +59,7 @@ is() { [ "$(property "$1")" = "$2" ]; }
 
 inside systemd-analyze verify --man=no /lib/systemd/system/mcgate@.service
 profile 5000
+inside sh -c 'echo "MCGATE_OPTIONS=--metrics 9100 --report none" >/etc/mcgate/lab.env'
 inside systemctl start mcgate@lab
 is ActiveState active
 pid=$(property MainPID)
@@ -66,6 +67,9 @@ within 20 "keeps 1 MB of stream" grows 1000000
 status=$(inside cat "/proc/$pid/status")
 grep -q '^CapEff:.0000000000802000$' <<<"$status" && ! grep -q '^Uid:.0' <<<"$status" ||
     { echo "FAILED: not a user with CAP_NET_RAW and CAP_SYS_NICE alone: $status"; exit 1; }
+inside bash -c 'exec 3<>/dev/tcp/127.0.0.1/9100
+    printf "GET /metrics HTTP/1.0\r\nHost: 127.0.0.1:9100\r\n\r\n" >&3; grep -q ^mcgate_build_info <&3' ||
+    { echo "FAILED: no metrics, though lab.env asks for them"; exit 1; }
 echo "served: a profile, by a user of its own with two capabilities"
 
 profile 6000

@@ -181,8 +181,8 @@ Note spacingUnderLoad(const test::TwoHosts& hosts) {
     }
     const auto figures = probe.figures();
     char text[200];
-    std::snprintf(text, sizeof text, "median %.3f ms, p99 %.3f ms, max %.3f ms; priority got: %s", figures.medianMs,
-                  figures.p99Ms, figures.maxMs, priorityIn(last).c_str());
+    std::snprintf(text, sizeof text, "median %.3f ms, p99 %.3f ms, max %.3f ms; priority got: %s",
+                  figures.spacing.medianMs, figures.spacing.p99Ms, figures.spacing.maxMs, priorityIn(last).c_str());
     return {"spacing error of 20 Mbit/s beside two busy processes", text};
 }
 

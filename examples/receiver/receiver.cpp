@@ -21,10 +21,7 @@ namespace {
 
 class Lamp final : public IDataSourceListener {
 public:
-    void OnDataPresenceChanged(bool present) override {
-        std::puts(present ? "data present" : "no data");
-        std::fflush(stdout);
-    }
+    void OnDataPresenceChanged(bool present) override { std::puts(present ? "data present" : "no data"); }
     void OnReserved() override {}
 };
 
@@ -49,7 +46,6 @@ int watch(int port, const char* group, const char* local, const sigset_t& ends) 
     bool good = succeeded(set, "can't use these addresses") && succeeded(receiver->Run(0), "can't receive");
     if (good) {
         std::puts("running");
-        std::fflush(stdout);
         int signal = 0;
         sigwait(&ends, &signal);
         good = succeeded(receiver->Pause(), "can't pause") && succeeded(receiver->Stop(), "can't stop");
@@ -65,6 +61,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "receiver: %d arguments given; right would be receiver PORT GROUP LOCAL\n", argc - 1);
         return 2;
     }
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // whoever reads a pipe hears of each state at once
     sigset_t ends;
     sigemptyset(&ends);
     sigaddset(&ends, SIGINT);

@@ -60,12 +60,18 @@ void Checkup::lookAtInterface() {
 void Checkup::lookAtRoute() {
     if (chosenByRoute_ || interface_ == nullptr) return;
     if (!road_.receives()) {
-        const RouteAnswer answer = road_.group ? machine_.routeTo(road_.remote, {}, interface_->index)
-                                               : machine_.routeTo(road_.remote, road_.local, 0);
+        RouteAnswer answer = road_.group ? machine_.routeTo(road_.remote, {}, interface_->index)
+                                         : machine_.routeTo(road_.remote, road_.local, 0);
+        answer.source = road_.local;  // the sender binds to it, whatever the system would choose
         add(routeFinding(road_, answer, interface_, all_));
-    } else if (road_.reportsByHand()) {
+    } else if (reportsByHand()) {
         add(reportRouteFinding(road_, machine_.routeTo(road_.remote, {}, 0), *interface_, all_));
     }
+}
+
+// Behind the loopback interface stands no switch that a report could wake.
+bool Checkup::reportsByHand() const {
+    return road_.reportsByHand() && (interface_ == nullptr || !interface_->loopback);
 }
 
 void Checkup::lookAtPort() {
@@ -98,7 +104,7 @@ void Checkup::lookAtReversePath() {
 
 void Checkup::lookAtPrivileges() {
     const std::string program = machine_.programPath();
-    if (road_.reportsByHand()) add(reportsFinding(machine_.mayReport(), program));
+    if (reportsByHand()) add(reportsFinding(machine_.mayReport(), program));
     add(priorityFinding(road_.direction, machine_.priorityGranted(priorityWanted(road_.direction)), program));
 }
 

@@ -47,6 +47,7 @@ private:
     void lookAtReversePath();
     void lookAtPrivileges();
     void add(Finding finding) { findings_.push_back(std::move(finding)); }
+    bool reportsByHand() const;
     bool hopeless() const { return verdict() == Verdict::Fault; }
 
     Road road_;  ///< with the local address that the system chose where the URL leaves it open

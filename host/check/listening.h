@@ -11,7 +11,7 @@
 namespace mcgate::host {
 
 /// A socket that listens as the receiver would, but never takes a port from another program: of two sockets on one
-/// unicast port only one gets the data. One thread.
+/// unicast port each datagram goes to one. One thread.
 class Listening {
 public:
     /// Opens, binds and joins. The socket stays for the other two when it is free or shared. `buffer`: bytes to ask

@@ -18,13 +18,14 @@ struct RouteAnswer {
     std::uint32_t interfaceIndex = 0;
     platform::SocketAddress source;  ///< from which it would send
     std::string refusal;             ///< why it isn't open, such as "no route"
+    bool broadcast = false;          ///< it is, to all hosts of a network
 };
 
 struct PortAnswer {
     enum class State {
         Free,
         Shared,     ///< others hold it, too, and each gets its own copy
-        Taken,      ///< another socket holds it, so that one of the two goes without
+        Taken,      ///< another socket holds it, so that each datagram would go to one of the two
         Forbidden,  ///< only a privileged program may have it
         Failed      ///< the system refuses for another reason, see `reason`
     };

@@ -56,6 +56,10 @@ Finding routeFinding(const Road& road, const RouteAnswer& answer, const Interfac
         return fault("route", remote + ": " + answer.refusal, addRoute(road, name) + choice);
     }
     const std::string seen = by(remote, answer, all);
+    if (answer.broadcast) {
+        return fault("route", seen + ", as a broadcast, which the system refuses to the sender",
+                     "send to one host, or to a group such as 239.1.1.1");
+    }
     if (wanted == nullptr || wanted->index == answer.interfaceIndex) return ok("route", seen);
     return warning("route", seen + ", and not by " + wanted->name + ", where the local address stands",
                    addRoute(road, wanted->name) + " if it is to go there");

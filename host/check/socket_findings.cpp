@@ -46,8 +46,9 @@ Finding portFinding(const Road& road, const PortAnswer& answer) {
             return ok("port", place + ": shared with " + answer.holders + "; each gets every datagram");
         case State::Taken:
             return fault("port", place + ": taken by " + answer.holders,
-                         road.group ? "end that one, let it share the port (SO_REUSEADDR), or take another port"
-                                    : "end that one or take another port: of two on a unicast port one gets no data");
+                         road.group
+                             ? "end that one, let it share the port (SO_REUSEADDR), or take another port"
+                             : "end that one or take another port: of two on a unicast port each datagram goes to one");
         case State::Forbidden:
             return fault(
                 "port", place + ": not allowed to this program",

@@ -46,7 +46,7 @@ RouteAnswer SystemMachine::routeTo(const platform::SocketAddress& remote, const 
     platform::Route route;
     if (!platform::findRoute(remote, from, interfaceIndex, route))
         return {false, 0, {}, refusalText(platform::lastError())};
-    return {true, route.interfaceIndex, route.source, {}};
+    return {true, route.interfaceIndex, route.source, {}, route.broadcast};
 }
 
 std::optional<int> SystemMachine::reversePathMode(const std::string& interfaceName) {

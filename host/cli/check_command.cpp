@@ -1,11 +1,10 @@
-#include <cstdio>
-
 #include "check/check_report.h"
 #include "check/checkup.h"
 #include "check/system_machine.h"
 #include "cli/commands.h"
 #include "cli/stop_signal.h"
 #include "cli/url.h"
+#include "io/standard_output.h"
 
 namespace mcgate::host {
 
@@ -25,8 +24,7 @@ int runCheck(const CheckOptions& options) {
     SystemMachine machine(stopRequested);
     Checkup checkup(road, {options.seconds, options.rate}, machine);
     checkup.run();
-    const std::string report = options.json ? checkJson(road, checkup) : checkText(road, checkup);
-    std::fputs(report.c_str(), stdout);
+    writeStandardOutput(options.json ? checkJson(road, checkup) : checkText(road, checkup));
     return checkup.verdict() == Verdict::Fault ? 1 : 0;
 }
 

@@ -4,12 +4,14 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string_view>
 
 #include "cli/arguments.h"
 #include "cli/help.h"
 #include "cli/registry_commands.h"
 #include "cli/url.h"
+#include "io/standard_output.h"
 
 namespace mcgate::host {
 
@@ -57,7 +59,11 @@ std::string quoted(const std::string& word) {
 [[noreturn]] void refuse(const CLI::ParseError& problem, const CLI::App& app) {
     std::string text = problem.what();
     std::replace(text.begin(), text.end(), '\n', ' ');
-    throw UsageError(text + "; right would be " + rightForm(app));
+    if (const auto unknown = app.remaining(); app.get_subcommands().empty() && !unknown.empty()) {
+        text = "'" + unknown.front() + "' is " + (unknown.front().starts_with('-') ? "no option" : "no command");
+    }
+    const std::string right = "; right would be ";  // which an option's own check may have told
+    throw UsageError(text.find(right) != std::string::npos ? text : text + right + rightForm(app));
 }
 
 }  // namespace
@@ -68,14 +74,19 @@ Task parseCommandLine(int argc, char** argv) {
     try {
         app->parse(argc, argv);
     } catch (const CLI::Success& answer) {
-        app->exit(answer);
-        return [] { return 0; };
+        std::ostringstream text;
+        app->exit(answer, text, text);
+        return [text = text.str()] {
+            writeStandardOutput(text);
+            return 0;
+        };
     } catch (const CLI::ParseError& problem) {
         refuse(problem, *app);
     }
     std::string typed = "mcgate";
     for (int i = 1; i < argc; ++i) typed += " " + quoted(argv[i]);
-    arguments->send.report.command = arguments->receive.report.command = arguments->relay.report.command = typed;
+    arguments->send.report.command = arguments->receive.report.command = typed;
+    arguments->relay.report.command = arguments->run.report.command = typed;
     useRegistry(arguments->registry);
     return [arguments, run = runOf(app->get_subcommands().front()->get_name())] { return run(*arguments); };
 }

@@ -58,6 +58,7 @@ struct ConsoleOptions {
     std::string profile;  ///< a file; empty: none
     std::string listen = "127.0.0.1:8080";
     std::string tokenFile;  ///< empty: no access token is demanded
+    std::string files;      ///< the directory of FileBounds; empty: the working directory
 };
 
 struct InterfacesOptions {

@@ -17,9 +17,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// As many threads as there can be event streams, and twice as many beside them.
-constexpr HttpLimits kLimits{
-    .connections = 3 * EventHub::kMostStreams, .request = std::chrono::seconds(10), .body = Access::kMostBody};
+// As many threads as there can be event streams and requests that wait, and some for all others.
+constexpr HttpLimits kLimits{.connections = EventHub::kMostStreams + WaitingRoom::kMost + 24,
+                             .request = std::chrono::seconds(10),
+                             .body = Access::kMostBody};
 constexpr std::chrono::milliseconds kLook{50};  // at the stop request
 
 std::string accessTokenFor(const ListenAddress& address, const std::string& tokenFile) {
@@ -34,6 +35,11 @@ std::string accessTokenFor(const ListenAddress& address, const std::string& toke
 std::vector<StreamSettings> profileAt(const std::string& path) {
     if (path.empty()) return {};
     if (std::filesystem::exists(path)) return readProfile(path);
+    const auto directory = std::filesystem::path(path).parent_path();
+    if (!directory.empty() && !std::filesystem::is_directory(directory)) {
+        throw UsageError(path + ": there is no directory " + directory.string() + " to save it in" +
+                         "; right would be a file of one that is there");
+    }
     std::fprintf(stderr, "mcgate: %s isn't there yet; saving the profile makes it\n", path.c_str());
     return {};
 }
@@ -43,7 +49,8 @@ void turnUntilStopped(Console& console) {
     while (!stopRequested()) {
         if (const auto now = Clock::now(); now >= next) {
             console.turn();
-            next = std::max(next + std::chrono::seconds(1), now);
+            do next += std::chrono::seconds(1);
+            while (next <= now);  // a late turn doesn't move those behind it
         }
         std::this_thread::sleep_for(kLook);
     }
@@ -55,7 +62,7 @@ int runConsole(const ConsoleOptions& options) {
     const ListenAddress address = parseListenAddress(options.listen);
     const std::string token = accessTokenFor(address, options.tokenFile);
     const auto profile = profileAt(options.profile);
-    Console console(options.profile);
+    Console console(options.profile, FileBounds(options.files, {options.profile, options.tokenFile}));
     const Access access(address, token);
     HttpServer server(address, kLimits);
     addConsole(server.routes(), console, access);
@@ -63,7 +70,8 @@ int runConsole(const ConsoleOptions& options) {
     server.start();
     std::fprintf(stderr, "mcgate: the console is at http://%s/\n", address.text().c_str());
     turnUntilStopped(console);
-    console.events().close();
+    server.beginEnd();
+    console.beginEnd();  // before the server waits for handlers, which may wait for streams
     return 0;
 }
 

@@ -52,6 +52,8 @@ std::vector<std::string> choicesOf(const CLI::Option& option) {
 
 bool takesFile(const CLI::Option& option) { return option.get_type_name() == "FILE"; }
 
+bool takesDirectory(const CLI::Option& option) { return option.get_type_name() == "DIR"; }
+
 std::string synopsis(const CLI::App& command) {
     const bool whole = command.get_parent() == nullptr;
     std::string text = whole ? command.get_name() : command.get_parent()->get_name() + " " + command.get_name();
@@ -81,6 +83,12 @@ std::string HelpFormatter::make_option_name(const CLI::Option* option, bool isOp
 
 std::string HelpFormatter::make_option_opts(const CLI::Option* option) const {
     return option->get_positional() || !takesValue(*option) ? "" : " " + option->get_type_name();
+}
+
+// Their place is empty in a command, behind its own options.
+std::string HelpFormatter::make_subcommands(const CLI::App* command, CLI::AppFormatMode mode) const {
+    if (command->get_parent() == nullptr) return Formatter::make_subcommands(command, mode);
+    return make_group("Options of all commands", false, optionsOf(*command->get_parent()));
 }
 
 }  // namespace mcgate::host

@@ -20,9 +20,10 @@ bool takesValue(const CLI::Option& option);
 /// "--to URL", or "--loop" of a flag.
 std::string withValue(const CLI::Option& option);
 /// What an option takes, as its type's name tells: one of a few words ("text|json|none"), or the name of a file
-/// ("FILE").
+/// ("FILE") or of a directory ("DIR").
 std::vector<std::string> choicesOf(const CLI::Option& option);
 bool takesFile(const CLI::Option& option);
+bool takesDirectory(const CLI::Option& option);
 
 /// An example of a command's use, for the end of its help.
 struct Example {
@@ -31,12 +32,14 @@ struct Example {
 };
 void addExamples(CLI::App& command, const std::vector<Example>& examples);
 
-/// Help with the synopsis as usage, and of each option no more than its value's name and its text.
+/// Help with the synopsis as usage, of each option no more than its value's name and its text, and of a command the
+/// options of all commands, too.
 class HelpFormatter final : public CLI::Formatter {
 public:
     std::string make_usage(const CLI::App* command, std::string name) const override;
     std::string make_option_name(const CLI::Option* option, bool isOperand) const override;
     std::string make_option_opts(const CLI::Option* option) const override;
+    std::string make_subcommands(const CLI::App* command, CLI::AppFormatMode mode) const override;
 };
 
 }  // namespace mcgate::host

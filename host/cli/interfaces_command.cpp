@@ -1,3 +1,5 @@
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
@@ -5,6 +7,7 @@
 #include "check/interfaces.h"
 #include "cli/commands.h"
 #include "foundation/status.h"
+#include "io/standard_output.h"
 #include "platform/adapters.h"
 #include "platform/socket.h"
 #include "util/interface_list.h"
@@ -47,12 +50,13 @@ ordered_json jsonOf(const Interface& one, const std::vector<std::uint32_t>& offe
             {"multicast", one.multicast}, {"loopback", one.loopback}, {"addresses", addresses}};
 }
 
-void printLine(const Interface& one, const std::vector<std::uint32_t>& offered) {
-    std::printf("%-5u %-15s %-10s %-9s", one.index, one.name.c_str(), stateOf(one), one.multicast ? "yes" : "no");
+std::string lineOf(const Interface& one, const std::vector<std::uint32_t>& offered) {
+    std::string line =
+        fmt::format("{:<5} {:<15} {:<10} {:<9}", one.index, one.name, stateOf(one), one.multicast ? "yes" : "no");
     for (const auto& address : one.addresses) {
-        std::printf(" %s%s", platform::numericText(address).c_str(), isOffered(address, offered) ? "*" : "");
+        line += ' ' + platform::numericText(address) + (isOffered(address, offered) ? "*" : "");
     }
-    std::printf("%s\n", one.addresses.empty() ? " none" : "");
+    return line + (one.addresses.empty() ? " none\n" : "\n");
 }
 
 }  // namespace
@@ -63,12 +67,13 @@ int runInterfaces(const InterfacesOptions& options) {
     if (options.json) {
         ordered_json interfaces = ordered_json::array();
         for (const auto& one : all) interfaces.push_back(jsonOf(one, offered));
-        std::printf("%s\n", ordered_json{{"interfaces", interfaces}}.dump().c_str());
+        writeStandardOutput(ordered_json{{"interfaces", interfaces}}.dump() + '\n');
         return 0;
     }
-    std::printf("%-5s %-15s %-10s %-9s %s\n", "index", "name", "state", "multicast", "addresses");
-    for (const auto& one : all) printLine(one, offered);
-    std::printf("* the property pages offer it: IPv4, set up, multicast\n");
+    std::string text =
+        fmt::format("{:<5} {:<15} {:<10} {:<9} {}\n", "index", "name", "state", "multicast", "addresses");
+    for (const auto& one : all) text += lineOf(one, offered);
+    writeStandardOutput(text + "* the property pages offer it: IPv4, set up, multicast\n");
     return 0;
 }
 

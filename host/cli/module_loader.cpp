@@ -57,14 +57,17 @@ std::string reasonOf(HRESULT status, const ModuleChoice& module) {
 
 std::string moduleBeside() { return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "mcgate.AX"; }
 
+std::string damagedRegistry() {
+    return platform::registryFile() +
+           " isn't as a registry is written; name another with --registry, or, if it was one, delete it and register "
+           "anew";
+}
+
 ModuleChoice moduleOf(const GUID& classId) {
     ModuleChoice choice;
     const int status = platform::readRegistryValue(platform::serverKey(classId), "", choice.path);
     if (status == platform::ErrorFileNotFound) return {moduleBeside(), false};
-    if (status == platform::ErrorInvalidData) {
-        throw std::runtime_error("the registry " + platform::registryFile() +
-                                 " isn't as it was written; delete it, and mcgate register makes a new one");
-    }
+    if (status == platform::ErrorInvalidData) throw std::runtime_error(damagedRegistry());
     if (status != 0) {
         throw std::runtime_error("can't read the registry " + platform::registryFile() + ": " +
                                  GetStatusText(HRESULT_FROM_WIN32(status)));

@@ -16,6 +16,9 @@ struct ModuleChoice {
 /// Throws std::runtime_error when the registry can't be read.
 ModuleChoice moduleOf(const GUID& classId);
 
+/// Of a registry that can't be taken for one: what is wrong, and what helps.
+std::string damagedRegistry();
+
 /// The module beside this program.
 std::string moduleBeside();
 

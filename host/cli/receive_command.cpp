@@ -39,9 +39,11 @@ private:
 
 int runReceive(const ReceiveOptions& options) {
     StreamReport report(options.report, StreamKind::Receive);
-    const ReceiveSettings settings{options.url, options.out, options.timeoutMs};
+    ReceiveSettings settings{options.url, options.out, options.timeoutMs};
+    settings.emptied = true;
     const auto graph = makeStreamGraph({"receive", StreamState::Running, settings}, report.sink(), stopRequested,
                                        {options.load, options.save});
+    if (!options.load.empty()) report.tellAddresses({std::get<ReceiveSettings>(graph->settings().of).input});
     End end(options);
     graph->run();
     while (!stopRequested() && !graph->heed(kLook) && !end.isThere(graph->datagrams())) {

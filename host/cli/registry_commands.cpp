@@ -1,10 +1,10 @@
 #include "cli/registry_commands.h"
 
+#include <fmt/format.h>
 #include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <map>
@@ -12,6 +12,7 @@
 
 #include "cli/module_loader.h"
 #include "foundation/status.h"
+#include "io/standard_output.h"
 #include "platform/class_creation.h"
 #include "platform/dynamic_library.h"
 #include "platform/errors.h"
@@ -39,9 +40,7 @@ fs::path dataDirectory() {
 std::string reasonOf(HRESULT status) {
     const std::string& file = platform::registryFile();
     if (file.empty()) return "there is no directory for the registry; --registry FILE names one";
-    if (status == HRESULT_FROM_WIN32(platform::ErrorInvalidData)) {
-        return "the registry " + file + " isn't as it was written; delete it and try again";
-    }
+    if (status == HRESULT_FROM_WIN32(platform::ErrorInvalidData)) return damagedRegistry();
     if (status == HRESULT_FROM_WIN32(platform::ErrorInsufficientBuffer)) {
         return "the path of the module has more than " + std::to_string(platform::kLongestModulePath - 1) + " bytes";
     }
@@ -116,22 +115,21 @@ void useRegistry(const std::string& file) {
 int runRegister(const std::string& module) {
     makeDirectoryOfRegistry();
     const std::string path = call(module, "DllRegisterServer", "can't register ");
-    std::printf("registered %s in %s\n", path.c_str(), platform::registryFile().c_str());
+    writeStandardOutput("registered " + path + " in " + platform::registryFile() + '\n');
     return 0;
 }
 
 int runUnregister(const std::string& module) {
     call(module, "DllUnregisterServer", "can't unregister the classes of ");
-    std::printf("nothing of mcgate is registered in %s any more\n", platform::registryFile().c_str());
+    writeStandardOutput("nothing of mcgate is registered in " + platform::registryFile() + " any more\n");
     return 0;
 }
 
 int runClasses() {
     const auto rows = registeredClasses();
-    for (const auto& [id, row] : rows) {
-        std::printf("%s  %-10s  %s  %s\n", id.c_str(), row.merit.c_str(), row.name.c_str(), row.module.c_str());
-    }
-    if (rows.empty()) std::printf("nothing is registered in %s\n", platform::registryFile().c_str());
+    std::string text = rows.empty() ? "nothing is registered in " + platform::registryFile() + '\n' : std::string();
+    for (const auto& [id, row] : rows) text += fmt::format("{}  {:<10}  {}  {}\n", id, row.merit, row.name, row.module);
+    writeStandardOutput(text);
     return 0;
 }
 

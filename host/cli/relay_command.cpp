@@ -3,6 +3,7 @@
 #include "cli/commands.h"
 #include "cli/stop_signal.h"
 #include "cli/stream_report.h"
+#include "filters/stopped_early.h"
 #include "streams/stream_graph.h"
 
 namespace mcgate::host {
@@ -25,7 +26,12 @@ int runRelay(const RelayOptions& options) {
     settings.privateStream = options.privateStream;
     settings.timeoutMs = options.timeoutMs;
     const auto graph = makeStreamGraph({"relay", StreamState::Running, settings}, report.sink(), stopRequested);
-    graph->run();
+    try {
+        graph->run();
+    } catch (const StoppedEarly&) {
+        report.write(graph->values(), true);
+        return 0;
+    }
     const auto started = Clock::now();
     const auto timeIsUp = [&] {
         const std::chrono::duration<double> whole = Clock::now() - started;

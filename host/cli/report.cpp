@@ -30,9 +30,13 @@ nlohmann::ordered_json reportFields(const StreamValues& values, double seconds, 
                                 {"hold_back_ms", orNull(values.holdBackMs)},
                                 {"queued_samples", orNull(values.queuedSamples)},
                                 {"buffer_full_notices", orNull(values.bufferFullNotices)},
-                                {"priority", orNull(values.priority)}};
+                                {"priority", orNull(values.priority)},
+                                {"input_percent", orNull(values.input ? percentRead(*values.input) : std::nullopt)}};
     if (values.receivedDatagrams) line["received_datagrams"] = *values.receivedDatagrams;
     if (values.receivedBytes) line["received_bytes"] = *values.receivedBytes;
+    std::vector<std::string> lost;
+    for (const auto& destination : values.lostDestinations()) lost.push_back(destination.url);
+    if (!lost.empty()) line["unreachable"] = lost;
     if (values.kernelDrops.value_or(0) > 0) line["kernel_drops_hint"] = values.kernelDropsHint;
     if (values.spacing) {
         line["spacing_error_ms"] = {
@@ -100,6 +104,7 @@ void Report::writeText(const StreamValues& values, double seconds, std::optional
 std::string Report::line(const StreamValues& values, double seconds, std::optional<double> bitRate, bool final) const {
     std::string text = name_ + (final ? " total " : " ") + fmt::format("{:.2f} s", seconds);
     text += reportWords(values, bitRate);
+    if (!final && values.input) text += "  " + progressWords(*values.input, seconds);
     if (final && values.priority) text += "  priority " + *values.priority;
     return text;
 }

@@ -26,8 +26,12 @@ public:
     explicit Running(const RunOptions& options)
         : options_(options),
           printer_(options.report.form, "run", [this](const std::string& line) { terminal_.print(line); }),
-          report_(options.report.form, terminal_),
-          streams_([this](const std::string& stream, const Notice& notice) { printer_.tell(notice, stream); }) {}
+          summary_("mcgate " MCGATE_VERSION, options.report.command),
+          report_(options.report.form, terminal_, summary_),
+          streams_([this](const std::string& stream, const Notice& notice) {
+              summary_.heed(notice, stream);
+              printer_.tell(notice, stream);
+          }) {}
 
     void run() {
         const auto profile = readProfile(options_.profile);
@@ -36,6 +40,7 @@ public:
         manager_.ready();
         while (!stopRequested()) turn();
         manager_.stopping();
+        streams_.beginEnd();  // a change that is being made makes no more
         if (change_.valid()) concludeChange();
         streams_.end();
         report_.writeLast(streams_.views());
@@ -58,7 +63,7 @@ private:
         if (!report_.due()) return;
         const auto views = streams_.views();
         report_.write(views);
-        manager_.status(stateWords(views));
+        manager_.status(stateWords(views, refusal_));
     }
     // A profile with one fault in it is refused as a whole.
     void reload() {
@@ -67,8 +72,10 @@ private:
             auto profile = readProfile(options_.profile);
             change_ = std::async(std::launch::async, [this, profile = std::move(profile)] { streams_.apply(profile); });
             tell(2, options_.profile + " is read anew");
-        } catch (const UsageError& problem) {
-            tell(0, std::string("all streams go on as before: ") + problem.what());
+            refusal_.clear();
+        } catch (const std::exception& problem) {  // std::system_error, too, where there is no thread for it
+            refusal_ = problem.what();
+            tell(0, "all streams go on as before: " + refusal_);
             manager_.ready();
         }
     }
@@ -76,6 +83,7 @@ private:
         try {
             change_.get();
         } catch (const std::exception& problem) {
+            if (stopRequested()) return;  // what wasn't made by then isn't missed
             tell(0, std::string("not all streams of the profile could be made: ") + problem.what());
         }
     }
@@ -84,15 +92,18 @@ private:
         notice.level = level;
         notice.kind = Notice::Kind::State;
         notice.text = text;
+        summary_.heed(notice);
         printer_.tell(notice);
     }
 
     const RunOptions& options_;
     Terminal terminal_{Terminal::standardError()};
     NoticePrinter printer_;
+    RunSummary summary_;
     RunReport report_;
     ServiceManager manager_;
     StreamSet streams_;
+    std::string refusal_;  ///< of the last reload; empty: the profile was taken
     std::future<void> change_;
     std::unique_ptr<MetricsServer> metrics_;
 };

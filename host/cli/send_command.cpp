@@ -3,7 +3,7 @@
 #include "cli/commands.h"
 #include "cli/stop_signal.h"
 #include "cli/stream_report.h"
-#include "filters/ts_file_source.h"
+#include "filters/stopped_early.h"
 #include "streams/stream_graph.h"
 
 namespace mcgate::host {
@@ -19,6 +19,7 @@ int runSend(const SendOptions& options) {
     const SendSettings settings{options.input, options.destinations, options.offsetMs, !options.noPacing, options.loop};
     const auto graph = makeStreamGraph({"send", StreamState::Running, settings}, report.sink(), stopRequested,
                                        {options.load, options.save});
+    if (!options.load.empty()) report.tellAddresses(std::get<SendSettings>(graph->settings().of).to);
     try {
         graph->run();
     } catch (const StoppedEarly&) {

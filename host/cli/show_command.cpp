@@ -1,18 +1,13 @@
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <stdexcept>
-
 #include "cli/commands.h"
 #include "cli/configuration_file.h"
+#include "io/standard_output.h"
 
 namespace mcgate::host {
 
 int runShow(const ShowOptions& options) {
-    for (const auto& line : describe(readConfiguration(options.file))) std::printf("%s\n", line.c_str());
-    if (std::fflush(stdout) != 0) {
-        throw std::runtime_error(std::string("can't write standard output: ") + std::strerror(errno));
-    }
+    std::string text;
+    for (const auto& line : describe(readConfiguration(options.file))) text += line + '\n';
+    writeStandardOutput(text);
     return 0;
 }
 

@@ -41,6 +41,23 @@ void watch() {
     for (;;) pause();
 }
 
+// The handler runs on the watcher's thread, which alone leaves the signal open.
+void handleHangUp(void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGHUP, &action, nullptr);
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGHUP);
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+}
+
+bool isHangUpIgnored() {
+    struct sigaction action {};
+    return sigaction(SIGHUP, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 }  // namespace
 
 void watchStopSignals() {
@@ -50,20 +67,13 @@ void watchStopSignals() {
     std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGPIPE, SIG_IGN);
     std::thread(watch).detach();
+    if (!isHangUpIgnored()) handleHangUp([](int) { requested = true; });
 }
 
 bool stopRequested() { return requested; }
 
-// The handler runs on the watcher's thread, which alone leaves the signal open.
 void watchReloadSignal() {
-    struct sigaction action {};
-    action.sa_handler = [](int) { reloadRequested = true; };
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGHUP, &action, nullptr);
-    sigset_t set;
-    sigemptyset(&set);
-    sigaddset(&set, SIGHUP);
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    handleHangUp([](int) { reloadRequested = true; });
 }
 
 bool takeReloadRequest() { return reloadRequested.exchange(false); }

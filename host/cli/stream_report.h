@@ -25,6 +25,7 @@ public:
 
     /// For the stream's notices; this object outlives the stream.
     NoticeSink sink();
+    void tellAddresses(const std::vector<std::string>& urls) { summary_.tellAddresses(urls); }
     bool due() const { return report_.due(); }
     /// To be called once a second while the stream runs, and a last time when it has ended.
     void write(const StreamValues& values, bool final);

@@ -37,6 +37,10 @@ std::string unbracket(const std::string& url, const std::string& text, const cha
 platform::SocketAddress numeric(const std::string& url, const std::string& text, const char* form) {
     platform::SocketAddress address;
     if (platform::resolveNumeric(text, 0, address) != 0) {
+        const auto link = text.find('%');
+        if (link != std::string::npos && platform::resolveNumeric(text.substr(0, link), 0, address) == 0) {
+            refuse(url, "there is no interface '" + text.substr(link + 1) + "'", form);
+        }
         refuse(url, "'" + text + "' is no numeric address (names are not looked up, IPv6 stands in brackets)", form);
     }
     // "127.1" and "010.0.0.1" are numeric, too, but hardly ever mean what they are read as.
@@ -198,14 +202,6 @@ std::string routedInterface(const std::string& remote) {
     }
     throw std::runtime_error("the system has no route to " + remote +
                              "; name the interface with ?local=ADDRESS, such as ?local=127.0.0.1");
-}
-
-// To one of its own addresses the system goes by that very address.
-bool isOwn(const std::string& address) {
-    platform::SocketAddress remote;
-    platform::SocketAddress local;
-    return platform::resolveNumeric(address, 0, remote) == 0 && platform::routedLocalAddress(remote, local) &&
-           platform::numericText(local) == platform::numericText(remote);
 }
 
 }  // namespace mcgate::host

@@ -51,7 +51,4 @@ bool isReserved(const platform::SocketAddress& address);
 /// has no route: that is a state of the machine.
 std::string routedInterface(const std::string& remote);
 
-/// Whether a unicast address is one of this host's.
-bool isOwn(const std::string& address);
-
 }  // namespace mcgate::host

@@ -8,19 +8,10 @@
 
 #include "console/refusal.h"
 #include "console/secrets.h"
-#include "platform/socket.h"
 
 namespace mcgate::host {
 
 namespace {
-
-constexpr const char* kCookie = "mcgate_access=";
-
-std::string lower(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return text;
-}
 
 std::string only(const httplib::Request& request, const char* name) {
     if (request.get_header_value_count(name) > 1) {
@@ -35,18 +26,6 @@ bool isInterface(const httplib::Request& request) {
     return request.path.starts_with("/api/") || request.path == "/metrics";
 }
 
-// Whether the address in front of a port is a number, which no foreign name can be made to point at.
-bool isNumeric(std::string host) {
-    if (host.size() > 2 && host.front() == '[' && host.back() == ']') host = host.substr(1, host.size() - 2);
-    platform::SocketAddress address;
-    return !host.empty() && platform::resolveNumeric(host, 1, address) == 0;
-}
-
-bool isUnspecified(const ListenAddress& listening) {
-    const std::string text = platform::numericText(listening.address);
-    return text == "0.0.0.0" || text == "::";
-}
-
 // A cookie of the request (RFC 6265, section 4.2).
 bool hasCookie(const httplib::Request& request, const std::string& expected) {
     const std::string header = request.get_header_value("Cookie");
@@ -59,8 +38,15 @@ bool hasCookie(const httplib::Request& request, const std::string& expected) {
     return false;
 }
 
+// The token of "Bearer TOKEN" (RFC 6750, section 2.1), the scheme in any case; empty for another scheme.
+std::string bearerToken(const httplib::Request& request) {
+    static constexpr std::string_view kScheme = "bearer ";
+    const std::string whole = only(request, "Authorization");
+    return lowerCase(whole.substr(0, kScheme.size())) == kScheme ? whole.substr(kScheme.size()) : std::string();
+}
+
 void checkType(const httplib::Request& request) {
-    const std::string whole = lower(only(request, "Content-Type"));
+    const std::string whole = lowerCase(only(request, "Content-Type"));
     const bool stream = request.path.find("/stream/") != std::string::npos;
     const std::string right = stream ? "application/octet-stream" : "application/json";
     if (whole == right || (!stream && whole == right + "; charset=utf-8")) return;
@@ -87,24 +73,15 @@ void checkLength(const httplib::Request& request) {
 }  // namespace
 
 Access::Access(const ListenAddress& address, std::string accessToken)
-    : anyAddress_(isUnspecified(address)),
-      port_(":" + std::to_string(address.address.port())),
-      hosts_{"127.0.0.1" + port_, "localhost" + port_, "[::1]" + port_, address.text()},
+    : names_(address),
       accessToken_(std::move(accessToken)),
       pageToken_(randomSecret()),
-      cookie_(kCookie + randomSecret()) {}
-
-bool Access::isOwnHost(const std::string& host) const {
-    const std::string full = port_ == ":80" && !host.ends_with(port_) ? host + port_ : host;
-    if (std::find(hosts_.begin(), hosts_.end(), full) != hosts_.end()) return true;
-    return anyAddress_ && full.ends_with(port_) && isNumeric(full.substr(0, full.size() - port_.size()));
-}
+      cookie_("mcgate_access_" + std::to_string(address.address.port()) + "=" + randomSecret()) {}
 
 void Access::check(const httplib::Request& request) const {
-    const std::string host = lower(only(request, "Host"));
-    if (!isOwnHost(host)) {
-        const std::string right = anyAddress_ ? "a numeric address with " + port_ : hosts_.back();
-        throw Refusal(421, "the Host '" + host + "' is not served here; right would be " + right);
+    const std::string host = lowerCase(only(request, "Host"));
+    if (!names_.contains(host)) {
+        throw Refusal(421, "the Host '" + host + "' is not served here; right would be " + names_.right());
     }
     checkOrigin(request, host);
     if (isChange(request)) {
@@ -112,13 +89,21 @@ void Access::check(const httplib::Request& request) const {
     } else if (request.method != "GET" && request.method != "HEAD") {
         throw Refusal(405, "the method is " + request.method + "; right would be GET, POST or PUT");
     }
-    if (!accessToken_.empty() && isInterface(request) && !hasCookie(request, cookie_)) {
+    if (!accessToken_.empty() && isInterface(request) && !hasCookie(request, cookie_) && !hasToken(request)) {
         throw Refusal(401, "the access token is missing; right would be a login");
     }
 }
 
+bool Access::offersToken(const httplib::Request& request) {
+    return request.method == "GET" && request.path == "/metrics" && request.has_header("Authorization");
+}
+
+bool Access::hasToken(const httplib::Request& request) const {
+    return offersToken(request) && equalInConstantTime(bearerToken(request), accessToken_);
+}
+
 void Access::checkOrigin(const httplib::Request& request, const std::string& host) const {
-    const std::string origin = lower(only(request, "Origin"));
+    const std::string origin = lowerCase(only(request, "Origin"));
     if (origin != "http://" + host && (!origin.empty() || isChange(request))) {
         throw Refusal(403, "the Origin is '" + origin + "'; right would be http://" + host);
     }

@@ -20,12 +20,6 @@ using Json = nlohmann::ordered_json;
 
 constexpr std::chrono::seconds kPatience{5};
 
-// Of a clock that never goes back, which counts from the boot.
-std::int64_t presentSecond() {
-    const auto now = std::chrono::steady_clock::now().time_since_epoch();
-    return std::chrono::floor<std::chrono::seconds>(now).count();
-}
-
 std::int64_t unixSecond() {
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::floor<std::chrono::seconds>(now).count();
@@ -33,8 +27,9 @@ std::int64_t unixSecond() {
 
 }  // namespace
 
-Console::Console(std::string profilePath)
+Console::Console(std::string profilePath, FileBounds files)
     : profilePath_(std::move(profilePath)),
+      files_(std::move(files)),
       log_(events_),
       pages_([this](std::uint32_t id, int page, std::uint64_t revision) {
           events_.add("dialog", jsonText({{"id", id}, {"page", page}, {"revision", revision}}));
@@ -42,8 +37,13 @@ Console::Console(std::string profilePath)
       streams_([this](const std::string& stream, const Notice& notice) { log_.add(stream, notice); }),
       metrics_(MCGATE_VERSION) {}
 
-Console::~Console() {
+void Console::beginEnd() {
     events_.close();
+    streams_.beginEnd();
+}
+
+Console::~Console() {
+    beginEnd();
     for (const auto& entry : streams_.all()) pages_.forget(entry.id);
 }
 
@@ -54,8 +54,18 @@ std::shared_ptr<ManagedStream> Console::find(std::uint32_t id) const {
     throw NotFound("graph " + std::to_string(id) + " does not exist");
 }
 
+// Under lock_. Looks fall into the middle of seconds, so that each second has its own though some are early or late.
+std::int64_t Console::presentSecond() const {
+    return std::chrono::floor<std::chrono::seconds>(std::chrono::steady_clock::now() - origin_).count();
+}
+
 void Console::turn() {
-    const std::int64_t second = presentSecond();
+    std::int64_t second = 0;
+    {
+        const std::lock_guard hold(lock_);
+        if (origin_ == decltype(origin_)()) origin_ = std::chrono::steady_clock::now() - std::chrono::milliseconds(500);
+        second = presentSecond();
+    }
     for (const auto& entry : streams_.all()) {
         const StreamSnapshot snapshot = entry.stream->snapshot();
         const std::lock_guard hold(lock_);
@@ -110,14 +120,19 @@ Json Console::add(nlohmann::json entry) {
         throw Refusal(503, "there are " + std::to_string(StreamSet::kMost) + " graphs; right would be to remove one");
     }
     if (entry.is_object() && !entry.contains("start")) entry["start"] = "stopped";
-    const StreamSettings settings = parseStream(entry, "graph");
+    StreamSettings settings = parseStream(entry, "graph");
+    const WaitingRoom::Seat seat(room_);
+    seat.demand();
+    files_.apply(settings, "graph");
     const auto added = streams_.add(settings);
-    added.stream->bringTo(settings.start, kPatience);
+    added.stream->waitForStart(kPatience);
     return graph(added.id, *added.stream);
 }
 
 void Console::remove(std::uint32_t id) {
     find(id);
+    const WaitingRoom::Seat seat(room_);
+    seat.demand();
     pages_.forget(id);
     streams_.remove(id);
     const std::lock_guard hold(lock_);
@@ -127,6 +142,11 @@ void Console::remove(std::uint32_t id) {
 
 Json Console::bring(std::uint32_t id, StreamState state) {
     const auto stream = find(id);
+    const WaitingRoom::Seat seat(room_);
+    if (!seat) {
+        stream->want(state);
+        return graph(id, *stream);
+    }
     const StreamSnapshot snapshot = stream->bringTo(state, kPatience);
     pages_.reload(id);
     if (snapshot.state != state && !snapshot.error.empty()) throw Refusal(409, snapshot.error);
@@ -135,29 +155,43 @@ Json Console::bring(std::uint32_t id, StreamState state) {
 
 Json Console::history(std::uint32_t id) const {
     find(id);
-    const std::int64_t second = presentSecond();
     const std::lock_guard hold(lock_);
+    const std::int64_t second = presentSecond();
     const auto found = histories_.find(id);
     Json series = found != histories_.end() ? found->second.series(second) : History().series(second);
     return {{"start", unixSecond() - History::kSeconds + 1}, {"step", 1}, {"series", std::move(series)}};
 }
 
-platform::ComPtr<IBaseFilter> Console::filterOf(std::uint32_t id, const std::string& name) const {
-    const auto stream = find(id);
-    auto filter = name == "sender" ? stream->sender() : stream->receiver();
+namespace {
+
+// The caller keeps the stream: the filter's log is its own.
+platform::ComPtr<IBaseFilter> filterOf(std::uint32_t id, const ManagedStream& stream, const std::string& name) {
+    auto filter = name == "sender" ? stream.sender() : stream.receiver();
     if (!filter) throw NotFound("graph " + std::to_string(id) + " has no " + name);
     return filter;
 }
 
+}  // namespace
+
 std::vector<std::uint8_t> Console::saved(std::uint32_t id, const std::string& filter) {
-    const auto persist = filterOf(id, filter).query<IPersistStream>();
+    const auto graph = find(id);
+    const auto persist = filterOf(id, *graph, filter).query<IPersistStream>();
     const auto stream = platform::MemoryStream::create();
     demand(persist->Save(stream.get(), 1), "can't save the " + filter);
     return stream->content();
 }
 
 Json Console::load(std::uint32_t id, const std::string& filter, std::vector<std::uint8_t> content) {
-    const auto persist = filterOf(id, filter).query<IPersistStream>();
+    const auto stream = find(id);
+    if (filter == "receiver" && stream->given().kind() == StreamKind::Relay &&
+        stream->snapshot().state != StreamState::Stopped) {
+        // What it receives then would no longer be known, and so whether that is what it sends.
+        throw Refusal(409,
+                      "a relay that runs or pauses takes no settings of its receiver; right would be to stop it first");
+    }
+    const auto persist = filterOf(id, *stream, filter).query<IPersistStream>();
+    const WaitingRoom::Seat seat(room_);
+    seat.demand();
     try {
         const SavedConfiguration found = examineConfiguration(std::move(content));
         const auto* receiver = std::get_if<SavedConfiguration::Receiver>(&found.filter);
@@ -171,28 +205,34 @@ Json Console::load(std::uint32_t id, const std::string& filter, std::vector<std:
     } catch (const std::runtime_error& problem) {
         throw Refusal(422, std::string("this is no saved configuration: ") + problem.what());
     }
-    pages_.reload(id);
-    const auto stream = find(id);
     Notice taken;
     taken.time = std::chrono::system_clock::now();
     taken.kind = Notice::Kind::State;
     taken.text = "The " + filter + " took a saved configuration, which acts when the graph is run out of stopped";
     log_.add(stream->given().name, taken);
+    pages_.reload(id);
     return graph(id, *stream);
+}
+
+Json Console::press(std::uint32_t id, int page, int control) {
+    const WaitingRoom::Seat seat(room_);
+    seat.demand();
+    return pages_.command(id, page, control);
 }
 
 Json Console::profile() const { return profileJson(streams_.settings()); }
 
 std::string Console::metrics() {
-    const auto views = streams_.views();
-    const std::lock_guard hold(scraping_);
-    return metrics_.text(views);
+    const std::lock_guard hold(scraping_);  // older views behind newer ones would look like another run
+    return metrics_.text(streams_.views());
 }
 
 void Console::saveProfile() {
     if (profilePath_.empty()) {
         throw Refusal(409, "there is no file to save to; right would be to start mcgate console with a PROFILE.json");
     }
+    const WaitingRoom::Seat seat(room_);
+    seat.demand();
     const std::lock_guard hold(saving_);
     writeProfile(profilePath_, streams_.settings());
 }

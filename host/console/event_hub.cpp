@@ -4,11 +4,15 @@
 
 namespace mcgate::host {
 
-EventHub::Reader::Reader(EventHub& hub) : hub_(hub) {
+EventHub::Reader::Reader(EventHub& hub, const std::string& client) : hub_(hub), client_(client) {
     const std::lock_guard hold(hub_.lock_);
-    if (hub_.readers_ >= kMostStreams) {
-        throw Refusal(503, std::to_string(kMostStreams) + " event streams are served; right would be fewer pages");
+    const auto own = hub_.readersOf_.find(client);
+    const bool hasMost = own != hub_.readersOf_.end() && own->second >= kMostOfAClient;
+    if (hasMost || hub_.readers_ >= kMostStreams) {
+        throw Refusal(503, std::to_string(hasMost ? kMostOfAClient : kMostStreams) + " event streams are served" +
+                               (hasMost ? " to one client" : "") + "; right would be fewer pages");
     }
+    ++hub_.readersOf_[client];
     ++hub_.readers_;
     seen_ = hub_.next_;
 }
@@ -16,6 +20,8 @@ EventHub::Reader::Reader(EventHub& hub) : hub_(hub) {
 EventHub::Reader::~Reader() {
     const std::lock_guard hold(hub_.lock_);
     --hub_.readers_;
+    const auto own = hub_.readersOf_.find(client_);
+    if (--own->second == 0) hub_.readersOf_.erase(own);
 }
 
 std::optional<std::vector<EventHub::Event>> EventHub::Reader::next(std::chrono::milliseconds patience) {
@@ -40,7 +46,9 @@ void EventHub::add(const std::string& name, const std::string& data) {
     added_.notify_all();
 }
 
-std::shared_ptr<EventHub::Reader> EventHub::open() { return std::make_shared<Reader>(*this); }
+std::shared_ptr<EventHub::Reader> EventHub::open(const std::string& client) {
+    return std::make_shared<Reader>(*this, client);
+}
 
 void EventHub::close() {
     const std::lock_guard hold(lock_);

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -17,13 +18,14 @@ namespace mcgate::host {
 /// Threads: any. A leaf lock guards the events; it is not held while a stream writes.
 class EventHub {
 public:
-    static constexpr std::size_t kMostStreams = 16;
+    static constexpr std::size_t kMostStreams = 24;
+    static constexpr std::size_t kMostOfAClient = 16;  ///< all pages behind one tunnel are one client
     using Event = std::shared_ptr<const std::string>;
 
     /// One open stream.
     class Reader {
     public:
-        explicit Reader(EventHub& hub);
+        Reader(EventHub& hub, const std::string& client);
         ~Reader();
         Reader(const Reader&) = delete;
         Reader& operator=(const Reader&) = delete;
@@ -34,13 +36,14 @@ public:
 
     private:
         EventHub& hub_;
+        const std::string client_;
         std::uint64_t seen_;
     };
 
     /// `data` is one line of text.
     void add(const std::string& name, const std::string& data);
-    /// Throws Refusal when there are kMostStreams.
-    std::shared_ptr<Reader> open();
+    /// Throws Refusal when there are kMostStreams, or kMostOfAClient of this one. A client is what clientOf says.
+    std::shared_ptr<Reader> open(const std::string& client);
     /// Ends all streams, and those opened later.
     void close();
 
@@ -54,6 +57,7 @@ private:
     std::size_t bytes_ = 0;   ///< of all in events_
     std::uint64_t next_ = 0;  ///< the number of the next event; the last one kept has next_ - 1
     std::size_t readers_ = 0;
+    std::map<std::string, std::size_t> readersOf_;  ///< of each client that has any
     bool closed_ = false;
 };
 

@@ -52,7 +52,7 @@ Json graphJson(const StreamSettings& settings, const StreamSnapshot& snapshot) {
             {"data", stopped ? Json(nullptr) : Json(snapshot.values.dataPresent)},
             {"bit_rate", stopped ? 0 : snapshot.bitRate},
             {"datagrams", snapshot.values.datagrams.value_or(0)},
-            {"error", snapshot.error},
+            {"error", snapshot.error.empty() ? snapshot.values.lostText() : snapshot.error},
             {"input", std::visit([](const auto& of) { return of.input; }, settings.of)},
             {"output", outputOf(settings)},
             {"values", valuesJson(snapshot)}};

@@ -2,6 +2,8 @@
 
 #include <charconv>
 
+#include "cli/url.h"
+#include "console/rate_limit.h"
 #include "console/routes.h"
 
 namespace mcgate::host {
@@ -75,16 +77,24 @@ void addMetrics(httplib::Server& server, Console& console) {
     });
 }
 
+// 0, before all lines, for one who doesn't ask for some.
+std::uint64_t afterIn(const Request& request) {
+    if (!request.has_param("after")) return 0;
+    const std::string text = request.get_param_value("after");
+    std::uint64_t after = 0;
+    const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), after);
+    if (error == std::errc() && stop == text.data() + text.size()) return after;
+    throw UsageError("'after' is '" + text + "'; right would be the seq of a line, or 0 for all lines");
+}
+
 void addEvents(httplib::Server& server, Console& console) {
     server.Get("/api/log", [&console](const Request& request, Response& response) {
-        const std::string text = request.get_param_value("after");
-        std::uint64_t after = 0;
-        std::from_chars(text.data(), text.data() + text.size(), after);
-        answer(response, console.log().since(after));
+        answer(response, console.log().since(afterIn(request)));
     });
-    server.Get("/api/events", [&console](const Request&, Response& response) {
+    server.Get("/api/events", [&console](const Request& request, Response& response) {
+        auto reader = console.events().open(clientOf(request.remote_addr));
         response.set_chunked_content_provider("text/event-stream",
-                                              [reader = console.events().open()](std::size_t, httplib::DataSink& sink) {
+                                              [reader = std::move(reader)](std::size_t, httplib::DataSink& sink) {
                                                   const auto events = reader->next(kSilence);
                                                   if (!events) {
                                                       sink.done();

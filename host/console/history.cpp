@@ -48,11 +48,12 @@ History::Values History::valuesOf(const StreamSnapshot& snapshot) const {
     const StreamValues& now = snapshot.values;
     Values values{};
     values[BitRate] = snapshot.bitRate;
-    values[SpacingError] = now.spacing ? now.spacing->lastP99Ms : kUnknown;
     values[HoldBack] = orUnknown(now.holdBackMs);
     values[Queued] = orUnknown(now.queuedSamples);
     values[Datagrams] =
         perTurn(snapshot, now.receivedDatagrams ? &StreamValues::receivedDatagrams : &StreamValues::datagrams);
+    const bool silent = values[Datagrams] == 0;  // the last second's error is that of one long ago
+    values[SpacingError] = now.spacing && !silent ? now.spacing->lastP99Ms : kUnknown;
     values[ContinuityErrors] = perTurn(snapshot, &StreamValues::continuityErrors);
     values[KernelDrops] = perTurn(snapshot, &StreamValues::kernelDrops);
     values[Data] = now.dataPresent ? 1 : 0;

@@ -1,6 +1,7 @@
 #include "console/log_book.h"
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 #include "cli/time_text.h"
@@ -9,6 +10,8 @@
 namespace mcgate::host {
 
 namespace {
+
+constexpr std::uint32_t kWarning = 1;  // what is worse has lower levels
 
 const char* nameOf(Notice::Kind kind) {
     switch (kind) {
@@ -32,18 +35,24 @@ void LogBook::add(const std::string& stream, const Notice& notice) {
     const std::lock_guard hold(lock_);
     line["seq"] = ++last_;
     events_.add("log", jsonText(line));
-    lines_.push_back(std::make_shared<const nlohmann::ordered_json>(std::move(line)));
-    if (lines_.size() > kMostLines) lines_.pop_front();
+    Ring& ring = notice.level <= kWarning ? faults_ : others_;
+    ring.push_back({last_, std::make_shared<const nlohmann::ordered_json>(std::move(line))});
+    if (ring.size() > kMostLines) ring.pop_front();
 }
 
 nlohmann::ordered_json LogBook::since(std::uint64_t after) const {
+    const auto fresh = [after](const Ring& ring) {
+        return std::upper_bound(ring.begin(), ring.end(), after,
+                                [](std::uint64_t number, const Line& line) { return number < line.number; });
+    };
+    std::vector<Line> found;
+    found.reserve(2 * kMostLines);
     std::unique_lock hold(lock_);
-    const auto fresh =
-        static_cast<std::ptrdiff_t>(std::min<std::uint64_t>(last_ - std::min(after, last_), lines_.size()));
-    const std::vector<std::shared_ptr<const nlohmann::ordered_json>> found(lines_.end() - fresh, lines_.end());
+    std::merge(fresh(faults_), faults_.end(), fresh(others_), others_.end(), std::back_inserter(found),
+               [](const Line& one, const Line& other) { return one.number < other.number; });
     hold.unlock();
     auto lines = nlohmann::ordered_json::array();
-    for (const auto& line : found) lines.push_back(*line);
+    for (const auto& line : found) lines.push_back(*line.content);
     return {{"lines", std::move(lines)}};
 }
 

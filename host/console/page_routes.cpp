@@ -13,7 +13,8 @@ int numberIn(const nlohmann::json& body, const char* name) {
         const auto number = found->get<std::int64_t>();
         if (number == static_cast<int>(number)) return static_cast<int>(number);
     }
-    throw Refusal(422, std::string("the body has no number '") + name + "'; right would be {\"" + name + "\": 1005}");
+    throw Refusal(422, std::string("the body has no number '") + name + "'; right would be {\"" + name +
+                           (std::string(name) == "selection" ? "\": 0}" : "\": 1005}"));
 }
 
 std::string textIn(const nlohmann::json& body) {
@@ -24,7 +25,8 @@ std::string textIn(const nlohmann::json& body) {
 
 }  // namespace
 
-void addPageRoutes(httplib::Server& server, PropertyPages& pages) {
+void addPageRoutes(httplib::Server& server, Console& console) {
+    PropertyPages& pages = console.pages();
     const std::string page = R"(/api/graphs/(\d+)/pages/(\d+))";
     const auto numbers = [](const httplib::Request& request) {
         return std::pair(numberOf(request, 1), static_cast<int>(numberOf(request, 2)));
@@ -41,9 +43,9 @@ void addPageRoutes(httplib::Server& server, PropertyPages& pages) {
         answer(response, body.contains("selection") ? pages.select(stream, number, control, numberIn(body, "selection"))
                                                     : pages.setText(stream, number, control, textIn(body)));
     });
-    server.Post(page + "/command", [&pages, numbers](const httplib::Request& request, httplib::Response& response) {
+    server.Post(page + "/command", [&console, numbers](const httplib::Request& request, httplib::Response& response) {
         const auto [stream, number] = numbers(request);
-        answer(response, pages.command(stream, number, numberIn(bodyOf(request), "control")));
+        answer(response, console.press(stream, number, numberIn(bodyOf(request), "control")));
     });
 }
 

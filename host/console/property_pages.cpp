@@ -78,13 +78,13 @@ std::vector<PropertyPages::Page> PropertyPages::listed(std::uint32_t stream) con
 }
 
 void PropertyPages::open(std::uint32_t stream, const Filters& filters) {
-    Stream fresh{filters, {}};
+    Stream fresh;
     {
         const std::lock_guard hold(lock_);
         if (forgotten_.contains(stream)) return;
         Stream& known = streams_[stream];
         if (known.filters == filters) return;
-        std::swap(known, fresh);
+        std::swap(known, fresh);  // without filters until the pages are made: other callers wait for them
     }
     fresh.pages.clear();
     fresh.filters = filters;
@@ -142,7 +142,7 @@ nlohmann::ordered_json PropertyPages::command(std::uint32_t stream, int page, in
 }
 
 void PropertyPages::reload(std::uint32_t stream) {
-    thread_.run([=, this] { reopen(stream); });
+    thread_.seeTo([=, this] { reopen(stream); });
 }
 
 void PropertyPages::reopen(std::uint32_t stream) {

@@ -60,6 +60,7 @@ public:
     nlohmann::ordered_json command(std::uint32_t stream, int page, int control);
 
     /// Opens a stream's pages anew, so that they show what the filters have now. Pages learn of some changes only then.
+    /// While the dialog thread is busy for long, that happens behind this call.
     void reload(std::uint32_t stream);
     /// Lets go of the stream's filters, for good: before the stream is removed.
     void forget(std::uint32_t stream);

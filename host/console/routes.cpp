@@ -8,6 +8,7 @@
 #include "console/not_found.h"
 #include "console/rate_limit.h"
 #include "console/refusal.h"
+#include "http/http_server.h"
 #include "streams/json_text.h"
 
 namespace mcgate::host {
@@ -36,10 +37,17 @@ struct Limits {
         demand(changes, request, "changes");
         if (request.path == "/login") demand(logins, request, "logins");
     }
+    /// A token that a request brings with it is a login, which counts unless it is the right one.
+    void beginTry(const httplib::Request& request) {
+        if (Access::offersToken(request)) demand(logins, request, "logins");
+    }
+    void succeed(const httplib::Request& request) {
+        if (Access::offersToken(request)) logins.giveBack(clientOf(request.remote_addr));
+    }
 
 private:
     static void demand(RateLimit& limit, const httplib::Request& request, const std::string& what) {
-        if (!limit.take(request.remote_addr)) {
+        if (!limit.take(clientOf(request.remote_addr))) {
             throw Refusal(429, "too many " + what + " come from " + request.remote_addr + "; right would be fewer");
         }
     }
@@ -95,7 +103,9 @@ void addGuard(httplib::Server& server, const Access& access) {
                 throw Refusal(414, "the path has " + std::to_string(request.path.size()) + " bytes; right would be " +
                                        std::to_string(kLongestPath) + " at most");
             }
+            limits->beginTry(request);
             access.check(request);
+            limits->succeed(request);
             limits->checkChange(request);
             return httplib::Server::HandlerResponse::Unhandled;
         } catch (...) {
@@ -108,10 +118,10 @@ void addGuard(httplib::Server& server, const Access& access) {
     // What the library itself refuses has no text yet.
     server.set_error_handler([](const httplib::Request& request, httplib::Response& response) {
         if (!response.body.empty()) return;
-        const bool missing = response.status == 404;
-        refuse(response, response.status,
-               missing ? "there is no " + request.method + " of " + request.path
-                       : "the request was refused with status " + std::to_string(response.status));
+        HttpFault fault = HttpServer::faultOf(request, response.status);
+        if (fault.status == 404) fault.text = "there is no " + request.method + " of " + request.path;
+        if (fault.text.empty()) fault.text = "the request was refused with status " + std::to_string(fault.status);
+        refuse(response, fault.status, fault.text);
     });
 }
 
@@ -119,7 +129,7 @@ void addConsole(httplib::Server& server, Console& console, const Access& access)
     addGuard(server, access);
     addSite(server, access);
     addGraphRoutes(server, console);
-    addPageRoutes(server, console.pages());
+    addPageRoutes(server, console);
 }
 
 }  // namespace mcgate::host

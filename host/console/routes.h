@@ -22,7 +22,7 @@ void addConsole(httplib::Server& server, Console& console, const Access& access)
 void addGuard(httplib::Server& server, const Access& access);
 void addSite(httplib::Server& server, const Access& access);
 void addGraphRoutes(httplib::Server& server, Console& console);
-void addPageRoutes(httplib::Server& server, PropertyPages& pages);
+void addPageRoutes(httplib::Server& server, Console& console);
 
 void answer(httplib::Response& response, const nlohmann::ordered_json& value, int status = 200);
 /// The JSON object of a body. Throws UsageError for anything else.

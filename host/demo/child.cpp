@@ -58,6 +58,11 @@ int Child::wait() {
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
+bool Child::hasEnded() const {
+    siginfo_t about{};
+    return waitid(P_PID, static_cast<id_t>(id_), &about, WEXITED | WNOHANG | WNOWAIT) == 0 && about.si_pid == id_;
+}
+
 void Child::stop() const { signal(SIGTERM); }
 
 void Child::signal(int number) const { kill(id_, number); }

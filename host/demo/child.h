@@ -21,6 +21,7 @@ public:
 
     /// Waits for its end: the exit status, or 128 and more for a signal.
     int wait();
+    bool hasEnded() const;
     void stop() const;
     void signal(int number) const;
 

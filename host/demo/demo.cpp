@@ -29,6 +29,7 @@ constexpr double kBoundP99Ms = 2.0;
 // Of an event, or of a line that is no report.
 std::string wordsOf(const json& event, const std::string& line) {
     if (!event.is_object()) return line;
+    if (event.value("event", "") == "module") return "by the module " + event.value("path", "?");
     if (event.value("event", "") != "interface_state") return event.value("text", line);
     return "interface " + event.value("name", "?") + (event.value("up", false) ? " is up" : " is down");
 }
@@ -43,6 +44,7 @@ public:
         const std::lock_guard hold(lock_);
         if (!report.is_object() || report.contains("event")) {
             std::printf("%-8s %s\n", name_.c_str(), wordsOf(report, line).c_str());
+            std::fflush(stdout);
             return;
         }
         last_ = report;
@@ -95,9 +97,23 @@ double spacing(const json& report, const char* key) {
 }
 
 // Waits until the receiver's first report has come: its socket is open then.
-bool waitForReceiver(Side& side) {
-    for (int i = 0; i < 100 && side.last().empty(); ++i) std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    return !side.last().empty();
+void waitForReceiver(const Child& receiver, Side& side) {
+    for (int i = 0; i < 100 && side.last().empty(); ++i) {
+        if (receiver.hasEnded()) {
+            throw std::runtime_error(
+                "the receiver did not come up, see above; --port and --group choose another place");
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    if (side.last().empty()) throw std::runtime_error("the receiver told nothing for ten seconds");
+}
+
+// Of others on the same group and port, since nothing is sent twice.
+void tellStrangers(const json& sending, const json& receiving) {
+    if (field(receiving, "datagrams") <= field(sending, "datagrams")) return;
+    std::printf(
+        "         more came than was sent: another program sends there, too; --port and --group choose another "
+        "place\n");
 }
 
 void tellLoss(const mcgate::host::Verdict& verdict, const json& sending, const json& receiving) {
@@ -123,6 +139,7 @@ bool tellVerdict(const std::string& sent, const std::string& received, const jso
                     static_cast<unsigned long long>(verdict.firstDifference));
     }
     tellLoss(verdict, sending, report);
+    tellStrangers(sending, report);
     std::printf("         continuity errors %llu\n", static_cast<unsigned long long>(errors));
     const double median = spacing(report, "median");
     const double p99 = spacing(report, "p99");
@@ -141,10 +158,11 @@ int run(const std::string& file, const std::string& received, const std::string&
     Child receiver({command, "receive", "udp://@" + inUrl(address) + ":" + port + local, "--out", received, "--report",
                     "json", "--idle-exit", "15"},
                    [&receiving](const std::string& line) { receiving.take(line); });
-    if (!waitForReceiver(receiving)) throw std::runtime_error("the receiver did not come up");
+    waitForReceiver(receiver, receiving);
     Child sender({command, "send", file, "--to", "udp://" + inUrl(address) + ":" + port + local, "--report", "json"},
                  [&sending](const std::string& line) { sending.take(line); });
     const int sent = sender.wait();
+    if (sent != 0 && field(sending.last(), "datagrams") == 0) throw std::runtime_error("the sender failed, see above");
     std::this_thread::sleep_for(std::chrono::seconds(1));  // what is on its way arrives
     receiver.stop();
     const int got = receiver.wait();

@@ -53,7 +53,9 @@ void writeBashValues(std::ostream& script, const CLI::App& app, const CLI::App& 
         if (const auto choices = choicesOf(*option); !choices.empty()) {
             script << "words='" << joined(choices, " ") << "' ;;\n";
         } else {
-            script << (takesFile(*option) ? "files=yes ;;\n" : "return ;;\n");
+            script << (takesFile(*option)        ? "files=-f ;;\n"
+                       : takesDirectory(*option) ? "files=-d ;;\n"
+                                                 : "return ;;\n");
         }
     }
 }
@@ -69,6 +71,8 @@ std::string bashCompletion(const CLI::App& app) {
               "files=''\n"
               "    local index\n"
               "    COMPREPLY=()\n"
+              "    [[ $word == '=' ]] && word=''\n"  // a word of its own to bash, as in --report=json
+              "    [[ $before == '=' ]] && before=${COMP_WORDS[COMP_CWORD - 2]}\n"
               "    for ((index = 1; index < COMP_CWORD; ++index)); do\n"
               "        case ${COMP_WORDS[index]} in\n"
               "            "
@@ -76,19 +80,19 @@ std::string bashCompletion(const CLI::App& app) {
            << ") command=${COMP_WORDS[index]} && break ;;\n"
               "        esac\n    done\n"
               "    case \"$command $before\" in\n";
-    for (const CLI::Option* option : optionsOf(app)) script << "        ' " << longName(*option) << "') files=yes ;;\n";
+    for (const CLI::Option* option : optionsOf(app)) script << "        ' " << longName(*option) << "') files=-f ;;\n";
     for (const CLI::App* command : app.get_subcommands({})) writeBashValues(script, app, *command);
     script << "        ' '*) words='" << joined(names, " ") << " " << namesOf(optionsOf(app))
            << " --help --version' ;;\n";
     for (const CLI::App* command : app.get_subcommands({})) {
         script << "        '" << command->get_name() << " '*) words='" << namesOf(optionsWithin(app, *command)) << "'"
-               << (operandIsFile(*command) ? " files=yes" : "") << " ;;\n";
+               << (operandIsFile(*command) ? " files=-f" : "") << " ;;\n";
     }
     script << "    esac\n"
               "    [[ $word == -* ]] && files=''\n"
               "    mapfile -t COMPREPLY < <(compgen -W \"$words\" -- \"$word\")\n"
               "    if [[ $files ]]; then\n"
-              "        mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen -f -- \"$word\")\n"
+              "        mapfile -t -O ${#COMPREPLY[@]} COMPREPLY < <(compgen $files -- \"$word\")\n"
               "        compopt -o filenames 2>/dev/null\n"
               "    fi\n}\ncomplete -F _mcgate mcgate\n";
     return script.str();
@@ -101,7 +105,7 @@ std::string zshText(const std::string& text) { return escaped(text, "[]:\\", "\\
 std::string zshAction(const CLI::Option& option) {
     const auto choices = choicesOf(option);
     if (!choices.empty()) return "(" + joined(choices, " ") + ")";
-    return takesFile(option) ? "_files" : " ";
+    return takesFile(option) ? "_files" : takesDirectory(option) ? "_files -/" : " ";
 }
 
 std::string zshOption(const CLI::Option& option) {
@@ -147,7 +151,9 @@ void writeFishOption(std::ostream& script, const std::string& condition, const C
     if (!choices.empty()) {
         script << " -x -a " << inQuotes(joined(choices, " "));
     } else if (takesValue(option)) {
-        script << (takesFile(option) ? " -r -F" : " -x");
+        script << (takesFile(option)        ? " -r -F"
+                   : takesDirectory(option) ? " -x -a '(__fish_complete_directories)'"
+                                            : " -x");
     }
     script << " -d " << inQuotes(option.get_description()) << "\n";
 }

@@ -77,15 +77,20 @@ std::string manPage(const CLI::App& app) {
     page << ".SH OPTIONS OF ALL COMMANDS\n";
     writeOptions(page, {app.get_help_ptr(), app.get_version_ptr()});
     writeOptions(page, optionsOf(app));
-    page << ".SH EXIT STATUS\n0; 1 for a failure while running; 2 for wrong use. A refusal is one line.\n"
+    page << ".SH EXIT STATUS\n0; 1 for a failure while running, and for a fault that check finds; 2 for wrong use. A "
+            "refusal is one line.\n"
             "The first SIGINT or SIGTERM stops a stream in order, a later one ends the process at once.\n"
             ".SH ENVIRONMENT\n";
     for (const CLI::Option* option : optionsOf(app)) {
         if (option->get_envname().empty()) continue;
         page << ".TP\n\\fB" << option->get_envname() << "\\fR\nAs \\fB" << escaped(option->get_name()) << "\\fR.\n";
     }
+    page << ".TP\n\\fBXDG_DATA_HOME\\fR\nThe user's data directory, below which the registry is; ~/.local/share at "
+            "first.\n"
+            ".TP\n\\fBNO_COLOR\\fR\nSet to anything: no colours on a terminal.\n";
     page << ".SH FILES\n.TP\n\\fI~/.local/share/mcgate/registry\\fR\nThe user's registered modules.\n"
             ".TP\n\\fI/etc/mcgate/NAME.json\\fR\nThe profile of the service mcgate@NAME.\n"
+            ".TP\n\\fI/etc/mcgate/NAME.env\\fR\nMore options for it, as in MCGATE_OPTIONS=\\-\\-metrics 9100.\n"
             ".TP\n\\fI/usr/share/doc/mcgate\\fR\nMore of the options, reports and the rest.\n";
     return page.str();
 }

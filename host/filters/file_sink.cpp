@@ -65,8 +65,8 @@ SinkFigures FileSink::figures() {
 }
 
 void FileSink::openFile() {
-    const std::lock_guard hold(fileLock_);
-    openLocked();
+    const std::unique_lock hold(fileLock_, std::try_to_lock);
+    if (hold) openLocked();
 }
 
 void FileSink::openLocked() {
@@ -94,6 +94,7 @@ void FileSink::takeBytes(const std::uint8_t* data, std::size_t size) {
         const std::lock_guard hold(fileLock_);
         openLocked();
         if (file_) file_->write(data, size);
+        if (file_ && stopping_) file_->flush();  // the one of Inactive may have been before
     }
     ++datagrams_;
     bytes_ += size;

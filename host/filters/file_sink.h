@@ -33,7 +33,8 @@ public:
         const std::string& path, std::function<bool()> stopRequested = [] { return false; },
         OutputFile::Begin begin = OutputFile::Begin::Empty);
 
-    /// Makes the file if it isn't there yet; throws as create does.
+    /// Makes the file if it isn't there yet; throws as create does. Waits for nobody: a sample that is being written
+    /// has made it, or will.
     void openFile();
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int index) override;

@@ -1,4 +1,5 @@
 #include "filters/ts_file_source.h"
+#include "filters/stopped_early.h"
 
 #include <algorithm>
 #include <array>
@@ -241,7 +242,7 @@ bool TsFileSource::deliver(const StampedPacket* packets, std::size_t count, bool
     if (!check(pin_->GetDeliveryBuffer(spare.put(), nullptr, nullptr, 0), kBuffer)) return false;
     spare.reset();  // the sender finds this one free
     if (!check(fill(*sample, packets, count, discontinuity), "fill a sample")) return false;
-    options_.beforeSample(nextId_++, count * kPacketSize);
+    options_.beforeSample({nextId_++, count * kPacketSize, packets[0].time, discontinuity});
     if (!check(pin_->Deliver(sample.get()), "deliver a sample")) return false;
     sample.reset();
     if (flushes && !letFlushEnd(packets[0].time)) return false;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "filters/sample_mark.h"
 #include "foundation/thread.h"
 #include "media/host/base_filter.h"
 #include "media/host/base_output_pin.h"
@@ -23,7 +24,7 @@ struct TsFileSourceOptions {
     bool paced = true;  ///< run at most one second ahead of the graph's clock
     bool loop = false;
     std::function<bool()> stopRequested = [] { return false; };  ///< looked at while the beginning is read
-    std::function<void(std::uint64_t id, std::size_t bytes)> beforeSample = [](std::uint64_t, std::size_t) {};
+    std::function<void(const SampleMark& mark)> beforeSample = [](const SampleMark&) {};
 };
 
 struct SourceFigures {
@@ -31,12 +32,6 @@ struct SourceFigures {
     std::uint64_t bytes = 0;  ///< of the input, without the padding at its end
     PacketReader::Place place;
     std::string error;  ///< what ended the stream early, if anything did
-};
-
-/// The stop request came before the beginning of the input.
-class StoppedEarly : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
 };
 
 /// Reads a transport stream and delivers it in samples of seven packets, stamped by its PCRs, each with a data id (1,

@@ -223,7 +223,8 @@ void TsStamper::deliver(IMediaSample& sample, const DatagramStamp& stamp) {
     if (stamper_.bitRate() == 0) rateIsTold_ = false;
     if (stamper_.bitRate() != 0 && !rateIsTold_) tellRate(sample);
     setDataId(sample, nextId_);
-    options_.beforeSample(nextId_++, static_cast<std::size_t>(sample.GetActualDataLength()));
+    options_.beforeSample(
+        {nextId_++, static_cast<std::size_t>(sample.GetActualDataLength()), stamp.time, stamp.discontinuity});
     ++figures_.samples;
     output_->Deliver(&sample);
 }

@@ -7,6 +7,7 @@
 #include <mutex>
 #include <vector>
 
+#include "filters/sample_mark.h"
 #include "foundation/thread.h"
 #include "media/host/base_filter.h"
 #include "media/host/base_input_pin.h"
@@ -21,7 +22,7 @@ struct TsStamperOptions {
     bool paced = true;                ///< false: every datagram keeps its arrival, and none waits
     std::uint32_t silenceMs = 5000;   ///< after which the stream's tail is pushed out
     std::int32_t buffers = 16 << 10;  ///< of the pool that serves both sides, one datagram each
-    std::function<void(std::uint64_t id, std::size_t bytes)> beforeSample = [](std::uint64_t, std::size_t) {};
+    std::function<void(const SampleMark& mark)> beforeSample = [](const SampleMark&) {};
 };
 
 struct StamperFigures {

@@ -22,14 +22,16 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kQueue = 512;                        // connections that come while all threads are taken
-constexpr std::chrono::milliseconds kGlance{100};  // at those that wait
-constexpr int kBreathMs = 100;                     // when the process has no descriptor left
+constexpr int kQueue = 512;                       // connections that come while all threads are taken
+constexpr std::chrono::milliseconds kGlance{20};  // at those that wait
+constexpr int kBreathMs = 100;                    // when the process has no descriptor left
 constexpr std::chrono::seconds kFarewell{1};
 constexpr std::size_t kFarewellBytes = 2 << 20;
+constexpr const char* kTooLong = " is over 8192 bytes; right would be a shorter one";  // for the library
 
 std::runtime_error failure(const ListenAddress& address) {
-    return std::runtime_error("can't listen on " + address.text() + ": " + std::generic_category().message(errno));
+    return std::runtime_error("can't listen on " + address.text() + ": " + std::generic_category().message(errno) +
+                              "; right would be a free port, and an address of this host");
 }
 
 platform::FileDescriptor listenOn(const ListenAddress& address) {
@@ -59,7 +61,15 @@ platform::SocketAddress localAddress(int socket) {
 /// The library's routing and parsing over connections of ours.
 class HttpServer::Core final : public httplib::Server {
 public:
-    explicit Core(int listening) { svr_sock_ = listening; }  // by which it knows that it isn't shutting down
+    explicit Core(int listening) {
+        svr_sock_ = listening;  // by which it knows that it isn't shutting down
+        set_error_handler([](const httplib::Request& request, httplib::Response& response) {
+            if (!response.body.empty()) return;
+            const HttpFault fault = faultOf(request, response.status);
+            response.status = fault.status;
+            if (!fault.text.empty()) response.set_content(fault.text + "\n", "text/plain; charset=utf-8");
+        });
+    }
     void shutDown() noexcept { svr_sock_ = INVALID_SOCKET; }
     void serve(Connection& connection);
 };
@@ -70,11 +80,35 @@ public:
     Connection(int socket, const HttpServer& server)
         : socket_(socket),
           server_(server),
-          readUntil_(Clock::now() + server.limits_.request),
-          crowdedUntil_(Clock::now() + server.limits_.crowded),
+          begun_(Clock::now()),
+          readUntil_(begun_ + server.limits_.request),
           mayRead_(server.limits_.head) {
+        serving_ = this;
         const int on = 1;
         ::setsockopt(socket_, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);  // head and body are two writes
+    }
+
+    ~Connection() override { serving_ = nullptr; }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    /// That of this thread, if it has one.
+    static const Connection* serving() noexcept { return serving_; }
+    HttpFault faultOf(const httplib::Request& request, int status) const {
+        if (status == 414) return {414, std::string("the request line") + kTooLong};
+        if (status != 400) return {status, ""};
+        if (server_.isStopping()) return {503, "the program is ending; right would be to ask again later"};
+        if (end_ == End::Late) return {408, "the request came too slowly; right would be to send it at once"};
+        if (end_ == End::Cut) return {400, "the request broke off; right would be a whole one"};
+        if (!inHead_) return {400, ""};
+        if (end_ == End::Full) {
+            return {431, "the head of the request is over " + std::to_string(server_.limits_.head) +
+                             " bytes; right would be a shorter one"};
+        }
+        if (request.path.empty()) {
+            return {400, "the request doesn't begin as one of HTTP; right would be such as 'GET / HTTP/1.1'"};
+        }
+        return {431, std::string("a header field") + kTooLong};
     }
 
     bool is_readable() const override { return next_ < filled_ || waitToRead(); }
@@ -92,10 +126,10 @@ public:
         const auto until = Clock::now() + server_.limits_.write;
         std::size_t written = 0;
         while (written < size) {
-            if (!wait(POLLOUT, until)) return -1;
             const ssize_t taken = ::send(socket_, bytes + written, size - written, MSG_NOSIGNAL | MSG_DONTWAIT);
-            if (taken < 0 && errno != EAGAIN && errno != EINTR) return -1;
             if (taken > 0) written += static_cast<std::size_t>(taken);
+            if (taken >= 0 || errno == EINTR) continue;
+            if (errno != EAGAIN || !wait(POLLOUT, until)) return -1;  // an end waits for no client that reads slowly
         }
         return static_cast<ssize_t>(size);
     }
@@ -108,18 +142,24 @@ public:
     void get_local_ip_and_port(std::string& ip, int& port) const override { tell(localAddress(socket_), ip, port); }
     socket_t socket() const override { return socket_; }
     /// The head has been read; so much may follow.
-    void expectBody(std::size_t size) { mayRead_ = size; }
+    void expectBody(std::size_t size) {
+        mayRead_ = size;
+        inHead_ = false;
+    }
     /// Reads on for a while before the end, as what is left unread would reset the connection and take the answer
     /// along.
     void finish() {
         ::shutdown(socket_, SHUT_WR);
-        readUntil_ = Clock::now() + kFarewell;
+        begun_ = Clock::now();
+        readUntil_ = begun_ + kFarewell;
         mayRead_ = kFarewellBytes;
         do next_ = filled_;
         while (fill());
     }
 
 private:
+    enum class End { None, Full, Late, Cut };
+
     static void tell(const platform::SocketAddress& address, std::string& ip, int& port) {
         ip = platform::numericText(address);
         port = address.port();
@@ -137,7 +177,7 @@ private:
     bool waitToRead() const {
         for (;;) {
             const auto now = Clock::now();
-            if (now >= readUntil_ || (now >= crowdedUntil_ && server_.isCrowded())) return false;
+            if (now >= readUntil_ || now - begun_ >= server_.patience()) return false;
             if (wait(POLLIN, std::min(readUntil_, now + kGlance))) return true;
             if (server_.isStopping()) return false;
         }
@@ -149,19 +189,25 @@ private:
             next_ = 0;
             filled_ = got > 0 ? static_cast<std::size_t>(got) : 0;
             mayRead_ -= filled_;
+            if (got <= 0) end_ = End::Cut;
             return got > 0;
         }
+        end_ = mayRead_ == 0 ? End::Full : End::Late;
         return false;
     }
 
+    static inline thread_local const Connection* serving_ = nullptr;
+
     const int socket_;
     const HttpServer& server_;
+    Clock::time_point begun_;
     Clock::time_point readUntil_;
-    const Clock::time_point crowdedUntil_;
     std::size_t mayRead_;  ///< bytes
     std::array<char, 4096> buffer_{};
     std::size_t next_ = 0;
     std::size_t filled_ = 0;
+    bool inHead_ = true;
+    End end_ = End::None;  ///< why there is nothing more to read
 };
 
 // What compressing, unpacking or cutting into ranges would cost is no client's to choose. A packed body is taken as it
@@ -185,10 +231,18 @@ HttpServer::HttpServer(const ListenAddress& address, const HttpLimits& limits)
     core_->set_payload_max_length(limits.body);
 }
 
-HttpServer::~HttpServer() {
+HttpServer::~HttpServer() { beginEnd(); }
+
+void HttpServer::beginEnd() noexcept {
     core_->shutDown();
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(stop_.get(), &one, sizeof one);
+    ::shutdown(listening_.get(), SHUT_RDWR);  // those that wait in its queue, too, needn't do so any longer
+}
+
+HttpFault HttpServer::faultOf(const httplib::Request& request, int status) {
+    const Connection* const connection = Connection::serving();
+    return connection != nullptr ? connection->faultOf(request, status) : HttpFault{status, ""};
 }
 
 httplib::Server& HttpServer::routes() noexcept { return *core_; }
@@ -220,10 +274,20 @@ bool HttpServer::isStopping() const noexcept {
     return ::poll(&stop, 1, 0) > 0;
 }
 
-bool HttpServer::isCrowded() const noexcept {
-    if (serving_.load() < limits_.connections) return false;
-    pollfd waiting{listening_.get(), POLLIN, 0};
-    return ::poll(&waiting, 1, 0) > 0;
+// Connections in the kernel's queue.
+std::size_t HttpServer::waiting() const noexcept {
+    tcp_info info{};
+    socklen_t size = sizeof info;
+    const bool known = ::getsockopt(listening_.get(), IPPROTO_TCP, TCP_INFO, &info, &size) == 0;
+    return known ? info.tcpi_unacked : 0;  // which of a listening socket means this
+}
+
+// For a request, as long as it is no longer than its own limit.
+std::chrono::milliseconds HttpServer::patience() const noexcept {
+    if (serving_.load() < limits_.connections) return limits_.request;
+    const std::size_t queued = waiting();
+    if (queued == 0) return limits_.request;
+    return limits_.crowded * limits_.connections / (limits_.connections + queued);
 }
 
 // A thread of a server outlives what a request or its handler throws: the connection is closed.

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 namespace mcgate::host {
 
@@ -28,13 +29,29 @@ constexpr const char* kStandardOutput = "standard output";
     throw std::runtime_error("can't write " + name + ": " + std::strerror(error));
 }
 
+int flagsOf(OutputFile::Begin begin, const std::string& path) {
+    switch (begin) {
+        case OutputFile::Begin::Append:
+            return O_CREAT | O_APPEND;
+        case OutputFile::Begin::AppendOwn:
+            return O_CREAT | O_APPEND | O_NOFOLLOW;
+        case OutputFile::Begin::Empty:
+            return O_CREAT | O_TRUNC;
+        case OutputFile::Begin::New:
+            break;
+    }
+    struct stat kind {};
+    const bool isPipe = lstat(path.c_str(), &kind) == 0 && S_ISFIFO(kind.st_mode);
+    return O_NOFOLLOW | (isPipe ? 0 : O_CREAT | O_EXCL);
+}
+
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path, Stop stopRequested, Begin begin)
     : path_(path),
       name_(path == "-" ? kStandardOutput : path),
       stopRequested_(std::move(stopRequested)),
-      flag_(begin == Begin::Append ? O_APPEND : O_TRUNC) {
+      flags_(flagsOf(begin, path)) {
     open();
 }
 
@@ -46,16 +63,20 @@ void OutputFile::fail() const { refuse(name_, errno); }
 
 // False for a named pipe that nobody reads yet: opening it in the common way would wait without end.
 bool OutputFile::open() {
-    descriptor_ = path_ == "-"
-                      ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
-                      : ::open(path_.c_str(), O_WRONLY | O_CREAT | flag_ | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
+    descriptor_ = path_ == "-" ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
+                               : ::open(path_.c_str(), O_WRONLY | flags_ | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0666);
     struct stat kind {};
     if (descriptor_ < 0) {
         const int error = errno;
         if (error == ENXIO && stat(path_.c_str(), &kind) == 0 && S_ISFIFO(kind.st_mode)) return false;
         refuse(name_, error);
     }
-    if (fstat(descriptor_, &kind) != 0) fail();
+    const bool isKnown = fstat(descriptor_, &kind) == 0;
+    const int error = isKnown ? EEXIST : errno;
+    if (!isKnown || (path_ != "-" && (flags_ & O_CREAT) == 0 && !S_ISFIFO(kind.st_mode))) {
+        ::close(std::exchange(descriptor_, -1));  // no destructor does, where the constructor throws
+        refuse(name_, error);
+    }
     isFile_ = S_ISREG(kind.st_mode);
     isSocket_ = S_ISSOCK(kind.st_mode);
     return true;

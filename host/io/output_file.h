@@ -18,8 +18,9 @@ public:
     /// Looked at every 100 ms of a wait.
     using Stop = std::function<bool()>;
 
-    /// What becomes of a file that is there.
-    enum class Begin { Empty, Append };
+    /// What becomes of a file that is there. By `New` it is refused, as is a link, but not a named pipe; `AppendOwn`
+    /// writes behind what `New` made, and refuses a link, too.
+    enum class Begin { Empty, Append, New, AppendOwn };
 
     /// Opens it, without ever waiting. Throws std::runtime_error that names path and reason; write and flush do the
     /// same.
@@ -49,7 +50,7 @@ private:
     const std::string path_;
     const std::string name_;
     const Stop stopRequested_;
-    const int flag_;  ///< for opening
+    const int flags_;  ///< for opening; without O_CREAT for what is to be a named pipe
     int descriptor_ = -1;
     bool isFile_ = false;
     bool isSocket_ = false;

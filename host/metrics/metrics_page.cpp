@@ -140,9 +140,18 @@ void writeStates(std::string& page, const std::vector<StreamSet::View>& streams)
     }
 }
 
+void writeUnreachable(std::string& page, const std::vector<StreamSet::View>& streams) {
+    Family family(page, "mcgate_unreachable_destinations", "gauge", "Destinations that the system has no way to.");
+    for (const auto& stream : streams) {
+        if (stream.kind == StreamKind::Receive) continue;
+        family.sample(labelsOf(stream), stream.snapshot.values.lostDestinations().size());
+    }
+}
+
 void writeSpacing(std::string& page, const std::vector<StreamSet::View>& streams) {
-    Family spacing(page, "mcgate_spacing_error_seconds", "summary",
-                   "Distance of a datagram's arrival from its place in the stream's time, of the run so far.");
+    Family spacing(
+        page, "mcgate_spacing_error_seconds", "summary",
+        "Distance of a datagram's arrival, or departure, from its place in the stream's time, of the run so far.");
     for (const auto& stream : streams) {
         if (!stream.snapshot.values.spacing) continue;
         const auto& error = *stream.snapshot.values.spacing;
@@ -170,6 +179,7 @@ std::string MetricsPage::text(const std::vector<StreamSet::View>& streams) {
     Family(page, "mcgate_start_time_seconds", "gauge", "When the program started, in seconds since 1970 (UTC).")
         .sample({}, fmt::format("{:.3f}", start.count()));
     writeStates(page, streams);
+    writeUnreachable(page, streams);
     writeGauges(page, streams);
     writeCounters(page, streams, sums_);
     writeSpacing(page, streams);

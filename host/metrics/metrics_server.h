@@ -9,9 +9,11 @@
 
 namespace mcgate::host {
 
-/// Gives GET /metrics of an address what streams do, from its construction to its destruction; anything else is 404.
-/// Threads: `streams` is called on the server's, at each request, one at a time under the server's lock: it looks at
-/// what it has and waits for nothing but a leaf lock. So a slow client holds up other clients at most, see HttpServer.
+/// Gives GET /metrics of an address what streams do, from its construction to its destruction; anything else is 404. On
+/// the loopback interface it goes by its own names alone (OwnNames), so that no page of a browser reads it under
+/// another. Threads: `streams` is called on the server's, at each request, one at a time under the server's lock: it
+/// looks at what it has and waits for nothing but a leaf lock. So a slow client holds up other clients at most, see
+/// HttpServer.
 class MetricsServer {
 public:
     using Streams = std::function<std::vector<StreamSet::View>()>;

@@ -14,10 +14,11 @@ GraphBase::GraphBase(const StreamSettings& settings, NoticeSink sink, std::funct
 void GraphBase::bring(StreamState wanted) {
     if (state_ == wanted) return;
     try {
-        if (state_ == StreamState::Stopped) begin();
+        const bool starts = state_ == StreamState::Stopped;
+        if (starts) begin();
         const HRESULT status = wanted == StreamState::Running ? graph_->run() : graph_->pause();
         if (FAILED(status)) throw std::runtime_error(whyNotStarted(status));
-        afterStart();
+        if (starts) afterStart();
         state_ = wanted;
     } catch (...) {
         last_ = measure();
@@ -58,7 +59,7 @@ bool GraphBase::heed(std::chrono::milliseconds patience) {
         const auto status = static_cast<HRESULT>(event->p1);
         if (event->code == EC_ERRORABORT) broken_ = FAILED(status) ? status : E_FAIL;
     }
-    ended_ = ended_ || FAILED(broken_) || isInputOver();
+    ended_ = ended_ || FAILED(broken_) || isOver();
     return ended_;
 }
 

@@ -38,11 +38,12 @@ protected:
 private:
     /// Adds and connects the filters in a new graph, with counts begun anew; throws.
     virtual void build(FilterGraph& graph) = 0;
-    /// What is to be done before, and after, the filters run or pause.
+    /// What is to be done before, and after, the filters run or pause out of stopped.
     virtual void beforeStart(FilterGraph&) {}
     virtual void afterStart() {}
     virtual std::string whyNotStarted(HRESULT status) = 0;
-    virtual bool isInputOver() const { return false; }
+    /// By itself: the input is over, or it must not go on, for a reason that `reason` tells.
+    virtual bool isOver() const { return false; }
     virtual void take(const FilterGraph::Event&) {}
     virtual StreamValues measure() = 0;
     /// Stops the filters in the order that loses nothing; `last`: as measured before. Gives the values to be kept.

@@ -4,7 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "filters/ts_file_source.h"
+#include "filters/stopped_early.h"
 
 namespace mcgate::host {
 
@@ -43,6 +43,7 @@ void ManagedStream::want(StreamState state) {
     if (ending_) return;
     wish_ = {state, wish_.number + 1};
     snapshot_.wanted = state;
+    snapshot_.error.clear();  // of an earlier attempt
     stopAsked_ = state == StreamState::Stopped;
     changed_.notify_all();
 }
@@ -51,8 +52,13 @@ StreamSnapshot ManagedStream::bringTo(StreamState state, std::chrono::millisecon
     want(state);
     std::unique_lock hold(lock_);
     const std::uint64_t number = wish_.number;
-    changed_.wait_for(hold, patience, [&] { return done_ >= number || ended_; });
+    changed_.wait_for(hold, patience, [&] { return done_ >= number || ending_; });
     return snapshot_;
+}
+
+void ManagedStream::waitForStart(std::chrono::milliseconds patience) {
+    std::unique_lock hold(lock_);
+    changed_.wait_for(hold, patience, [this] { return done_ > 0 || ending_; });
 }
 
 StreamSnapshot ManagedStream::snapshot() const {
@@ -115,7 +121,7 @@ void ManagedStream::live() {
     }
     stopForGood();
     const std::lock_guard hold(lock_);
-    snapshot_.state = snapshot_.wanted = StreamState::Stopped;
+    snapshot_.state = StreamState::Stopped;  // wanted stays, for a profile that is saved at the end
     ended_ = true;
     changed_.notify_all();
 }
@@ -287,7 +293,7 @@ void ManagedStream::stopGraph() {
 // A sender's data state is that of its input: told would be each pause of that.
 void ManagedStream::tellChanges(const StreamValues& values) {
     if (given_.kind() != StreamKind::Send && std::exchange(hadData_, values.dataPresent) != values.dataPresent) {
-        tellState(2, values.dataPresent ? "data present" : "no data");
+        tellState(values.dataPresent ? 2 : 1, values.dataPresent ? "data present" : "no data");
     }
     const std::uint64_t drops = values.kernelDrops.value_or(0);
     if (drops > toldDrops_) {

@@ -54,8 +54,10 @@ public:
     const StreamSettings& given() const noexcept { return given_; }
     /// Asks for a state and returns at once. A stream that ended by itself is run anew by asking for Running.
     void want(StreamState state);
-    /// As want; then waits until the attempt was made, at most so long. Gives what came of it.
+    /// As want; then waits until the attempt was made or the stream is to end, at most so long. Gives what came of it.
     StreamSnapshot bringTo(StreamState state, std::chrono::milliseconds patience);
+    /// Waits until the state that was given at the beginning was tried, at most so long.
+    void waitForStart(std::chrono::milliseconds patience);
     StreamSnapshot snapshot() const;
     /// The settings with the addresses that the filters have by now, and the wanted state as `start`.
     StreamSettings settings() const;

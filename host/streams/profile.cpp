@@ -1,16 +1,17 @@
 #include "streams/profile.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <nlohmann/json.hpp>
 #include <set>
 #include <stdexcept>
 
 #include "cli/configuration_file.h"
 #include "cli/demand.h"
-#include "cli/url.h"
+#include "cli/way_back.h"
 #include "platform/file_stream.h"
+#include "streams/apart.h"
 #include "streams/json_text.h"
+#include "streams/relay_circle.h"
 #include "streams/stream_set.h"
 
 namespace mcgate::host {
@@ -26,16 +27,11 @@ constexpr std::size_t kMostUrl = 256;
 constexpr std::size_t kMostDestinations = 255;  // as a saved configuration holds
 constexpr std::int64_t kHour = 3'600'000;
 constexpr const char* kForm = R"({"graphs": [...]})";
+constexpr const char* kList = R"(a list such as ["udp://239.1.1.1:5000"])";
+constexpr const char* kKinds = "send, receive or relay";
 
 [[noreturn]] void refuse(const std::string& path, const std::string& reason, const std::string& right) {
     throw UsageError(path + ": " + reason + "; right would be " + right);
-}
-
-// A long value is told by its beginning.
-std::string shown(const Json& value) {
-    constexpr std::size_t kMost = 80;
-    const std::string text = value.dump(-1, ' ', true, Json::error_handler_t::replace);
-    return text.size() <= kMost ? text : text.substr(0, kMost) + "...";
 }
 
 // Of UTF-8: each begins with a byte that continues none.
@@ -63,12 +59,13 @@ public:
     std::string at(const std::string& key) const { return path_ + "." + key; }
     bool has(const char* key) const { return value_.contains(key); }
 
-    std::string text(const char* key, std::size_t most = kMostFileName) {
-        return plainText(needed(key, "a text"), at(key), most);
+    /// `right`: what belongs under the key, for one who left it out.
+    std::string text(const char* key, const char* right, std::size_t most = kMostFileName) {
+        return plainText(needed(key, right), at(key), most);
     }
-    std::string text(const char* key, const char* otherwise) {
+    std::string textOr(const char* key, const char* otherwise) {
         known_.insert(key);
-        return has(key) ? text(key) : otherwise;
+        return has(key) ? text(key, "a text") : otherwise;
     }
     bool truth(const char* key, bool otherwise) {
         known_.insert(key);
@@ -90,10 +87,9 @@ public:
         return value;
     }
     const Json& list(const char* key) {
-        const Json& value = needed(key, "a list");
+        const Json& value = needed(key, kList);
         if (!value.is_array() || value.empty()) {
-            refuse(at(key), shown(value) + " is no list, or an empty one",
-                   R"(a list such as ["udp://239.1.1.1:5000"])");
+            refuse(at(key), shown(value) + " is no list, or an empty one", kList);
         }
         if (value.size() > kMostDestinations) {
             refuse(at(key), "a list of " + std::to_string(value.size()) + " is too long",
@@ -112,9 +108,9 @@ public:
     }
 
 private:
-    const Json& needed(const char* key, const char* what) {
+    const Json& needed(const char* key, const char* right) {
         known_.insert(key);
-        if (!has(key)) refuse(path_, std::string("'") + key + "' is missing", std::string(what) + " under that key");
+        if (!has(key)) refuse(path_, std::string("'") + key + "' is missing", std::string(right) + " under that key");
         return value_.at(key);
     }
 
@@ -144,14 +140,14 @@ std::vector<std::string> destinations(Entry& entry) {
 }
 
 std::string source(Entry& entry) {
-    std::string url = entry.text("input", kMostUrl);
+    std::string url = entry.text("input", "a URL such as udp://@239.1.1.1:5000", kMostUrl);
     checkUrl(entry.at("input"), url, parseReceiveUrl);
     return url;
 }
 
 SendSettings sendSettings(Entry& entry) {
     SendSettings send;
-    send.input = entry.text("input");
+    send.input = entry.text("input", "a file, a named pipe, or -");
     send.to = destinations(entry);
     send.offsetMs = entry.number("offset_ms", -kHour, kHour, send.offsetMs);
     send.pacing = entry.truth("pacing", send.pacing);
@@ -165,19 +161,29 @@ SendSettings sendSettings(Entry& entry) {
 ReceiveSettings receiveSettings(Entry& entry) {
     ReceiveSettings receive;
     receive.input = source(entry);
-    receive.out = entry.text("out", "");
-    receive.timeoutMs = static_cast<std::int32_t>(entry.number("timeout_ms", 0, kHour, receive.timeoutMs));
+    receive.out = entry.textOr("out", "");
+    receive.timeoutMs = static_cast<std::int32_t>(entry.number("timeout_ms", 0, kMostTimeoutMs, receive.timeoutMs));
     return receive;
+}
+
+void checkNoCircle(const Entry& entry, const RelaySettings& relay) {
+    for (std::size_t i = 0; i < relay.to.size(); ++i) {
+        if (!comesBack(parseSendUrl(relay.to[i]), parseReceiveUrl(relay.input))) continue;
+        refuse(entry.at("to") + "[" + std::to_string(i) + "]", "the relay would receive what it sends",
+               "another address or port than in " + relay.input);
+    }
 }
 
 RelaySettings relaySettings(Entry& entry) {
     RelaySettings relay;
     relay.input = source(entry);
     relay.to = destinations(entry);
+    checkNoCircle(entry, relay);
     relay.privateStream = entry.truth("private", relay.privateStream);
     relay.offsetMs = entry.number("offset_ms", -kHour, 10'000, relay.offsetMs);
     relay.pacing = entry.truth("pacing", relay.pacing);
-    relay.timeoutMs = static_cast<std::int32_t>(entry.number("timeout_ms", 1000, kHour, relay.timeoutMs));
+    relay.timeoutMs =
+        static_cast<std::int32_t>(entry.number("timeout_ms", kLeastRelayTimeoutMs, kMostTimeoutMs, relay.timeoutMs));
     for (const char* key : {"offset_ms", "pacing"}) {
         if (!relay.privateStream || !entry.has(key)) continue;
         refuse(entry.at(key), "a private stream is never paced", std::string("no '") + key + "' beside 'private'");
@@ -186,7 +192,7 @@ RelaySettings relaySettings(Entry& entry) {
 }
 
 StreamState startOf(Entry& entry) {
-    const std::string word = entry.text("start", nameOf(StreamState::Running));
+    const std::string word = entry.textOr("start", nameOf(StreamState::Running));
     for (const auto state : {StreamState::Running, StreamState::Paused, StreamState::Stopped}) {
         if (word == nameOf(state)) return state;
     }
@@ -194,28 +200,9 @@ StreamState startOf(Entry& entry) {
 }
 
 std::string nameIn(Entry& entry) {
-    std::string name = entry.text("name");
+    std::string name = entry.text("name", "1 to 64 characters");
     if (characters(name) > kMostName) refuse(entry.at("name"), shown(name) + " is too long", "1 to 64 characters");
     return name;
-}
-
-std::string outOf(const StreamSettings& stream) {
-    const auto* receive = std::get_if<ReceiveSettings>(&stream.of);
-    return receive != nullptr ? receive->out : std::string();
-}
-
-// By the names alone: nothing is looked up in file systems, which may stall.
-bool isSameFile(const std::string& one, const std::string& other) {
-    const auto whole = [](const std::string& name) {
-        std::error_code ignored;
-        return std::filesystem::absolute(name, ignored).lexically_normal();
-    };
-    return one == other || whole(one) == whole(other);
-}
-
-bool readsStandardInput(const StreamSettings& stream) {
-    const auto* send = std::get_if<SendSettings>(&stream.of);
-    return send != nullptr && send->input == "-";
 }
 
 void describe(nlohmann::ordered_json& entry, const SendSettings& send) {
@@ -241,24 +228,24 @@ void describe(nlohmann::ordered_json& entry, const RelaySettings& relay) {
     entry["timeout_ms"] = relay.timeoutMs;
 }
 
-}  // namespace
-
-void checkApart(const StreamSettings& one, const StreamSettings& other, const std::string& path) {
-    const std::string by = "is taken by '" + other.name + "'";
-    if (one.name == other.name) refuse(path + ".name", "'" + one.name + "' stands twice", "another name");
-    if (readsStandardInput(one) && readsStandardInput(other)) {
-        refuse(path + ".input", "standard input " + by, "a file or a named pipe");
-    }
-    if (!outOf(one).empty() && isSameFile(outOf(one), outOf(other))) {
-        refuse(path + ".out", "'" + outOf(one) + "' " + by, "another file");
+// An editor finds the schema by its key.
+void refuseOtherKeys(const Json& profile) {
+    for (const auto& [key, value] : profile.items()) {
+        if (key == "$schema") {
+            plainText(value, key, kMostFileName);
+        } else if (key != "graphs") {
+            refuse("profile", shown(key) + " is no key of it", std::string(kForm) + ", and \"$schema\" beside it");
+        }
     }
 }
+
+}  // namespace
 
 StreamSettings parseStream(const Json& value, const std::string& path) {
     Entry entry(value, path);
     StreamSettings stream;
     stream.name = nameIn(entry);
-    const std::string kind = entry.text("kind");
+    const std::string kind = entry.text("kind", kKinds);
     stream.start = startOf(entry);
     if (kind == nameOf(StreamKind::Send)) {
         stream.of = sendSettings(entry);
@@ -267,7 +254,7 @@ StreamSettings parseStream(const Json& value, const std::string& path) {
     } else if (kind == nameOf(StreamKind::Relay)) {
         stream.of = relaySettings(entry);
     } else {
-        refuse(entry.at("kind"), shown(kind) + " is no kind of graph", "send, receive or relay");
+        refuse(entry.at("kind"), shown(kind) + " is no kind of graph", kKinds);
     }
     entry.refuseOthers();
     return stream;
@@ -279,7 +266,7 @@ std::vector<StreamSettings> parseProfile(const std::string& text) {
     if (!profile.is_object() || !profile.contains("graphs") || !profile.at("graphs").is_array()) {
         refuse("profile", "it holds no list 'graphs'", kForm);
     }
-    if (profile.size() > 1) refuse("profile", "it holds more keys than 'graphs'", kForm);
+    refuseOtherKeys(profile);
     const Json& graphs = profile.at("graphs");
     if (graphs.size() > StreamSet::kMost) {
         refuse("graphs", std::to_string(graphs.size()) + " graphs are too many",
@@ -291,6 +278,9 @@ std::vector<StreamSettings> parseProfile(const std::string& text) {
         const StreamSettings stream = parseStream(entry, path);
         for (const auto& other : streams) checkApart(stream, other, path);
         streams.push_back(stream);
+    }
+    if (const auto circle = findCircle(streams)) {
+        throw UsageError("graphs[" + std::to_string(circle->stream) + "].to: " + circle->reason);
     }
     return streams;
 }

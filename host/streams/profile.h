@@ -12,12 +12,9 @@ namespace mcgate::host {
 /// docs/profile.schema.json has it as a schema.
 
 /// Reads a profile's text. Throws UsageError with the JSON path, the value and what would be right, for more than 1 MiB
-/// or 64 streams, an unknown key, a wrong type, a wrong URL, a value out of its range, a name that stands twice, or two
-/// streams that read the standard input or write the same file.
+/// or 64 streams, an unknown key, a wrong type, a wrong URL, a value out of its range, two streams that
+/// are in each other's way (checkApart), or relays in a circle.
 std::vector<StreamSettings> parseProfile(const std::string& text);
-/// Throws UsageError, `path` in front, when two streams of one process would be in each other's way: by name, as
-/// readers of standard input, or as writers of one file. Waits for nothing.
-void checkApart(const StreamSettings& one, const StreamSettings& other, const std::string& path);
 /// One stream, as an entry of "graphs" has it; `path` is named in errors.
 StreamSettings parseStream(const nlohmann::json& entry, const std::string& path);
 /// A whole profile, {"graphs": [...]}, which parseProfile reads as the same.

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -33,11 +34,15 @@ private:
     void build(FilterGraph& graph) override {
         sink_ = {};
         receiver_.restart();
-        sink_ = FileSink::create(settings_.out, stopRequested(),
-                                 wasWritten_ ? OutputFile::Begin::Append : OutputFile::Begin::Empty);
+        sink_ = FileSink::create(settings_.out, stopRequested(), beginning());
         demand(graph.addFilter(receiver_.filter(), "receiver"), "can't build the graph");
         demand(graph.addFilter(sink_.get(), "sink"), "can't build the graph");
         demand(graph.connect(receiver_.output().get(), sink_->GetPin(0)), "can't connect the receiver");
+    }
+    OutputFile::Begin beginning() const {
+        using Begin = OutputFile::Begin;
+        if (settings_.newFile) return wasWritten_ ? Begin::AppendOwn : Begin::New;
+        return wasWritten_ || !settings_.emptied ? Begin::Append : Begin::Empty;
     }
     void afterStart() override {
         sink_->openFile();
@@ -61,7 +66,9 @@ private:
     }
     std::string reason(const StreamValues&) override { return sink_ ? sink_->figures().error : std::string(); }
     void readBack(StreamSettings& settings) const override {
-        std::get<ReceiveSettings>(settings.of).input = receiver_.source();
+        auto& receive = std::get<ReceiveSettings>(settings.of);
+        receive.input = receiver_.source();
+        receive.timeoutMs = std::min(receiver_.timeoutMs(), kMostTimeoutMs);
     }
 
     const ReceiveSettings settings_;

@@ -1,9 +1,12 @@
 #include "streams/receiver_end.h"
 
+#include <algorithm>
+
 #include "cli/configuration_file.h"
 #include "cli/demand.h"
 #include "cli/module_loader.h"
 #include "interfaces/class_ids.h"
+#include "platform/socket.h"
 #include "streams/notices.h"
 
 namespace mcgate::host {
@@ -39,14 +42,28 @@ void ReceiverEnd::configure() {
 
 ReceiverEnd::~ReceiverEnd() { config_->SetLogPerf(nullptr); }
 
+namespace {
+
 // The receiver gives E_FAIL for whatever the socket refuses.
+std::string refusalOf(const std::string& local, const std::string& url) {
+    platform::SocketAddress address;
+    if (platform::resolveNumeric(local, 0, address) == 0) {
+        auto socket = platform::Socket::openDatagram(address.family());
+        if (socket.valid() && !isLinkLocal(address) && !socket.bind(address)) {
+            return local + " is no address of this host; right would be one that 'mcgate interfaces' lists";
+        }
+    }
+    return "its port is taken, or a group can't be joined; right would be what mcgate check '" + url + "' tells";
+}
+
+}  // namespace
+
 std::string ReceiverEnd::whyNot(HRESULT status) const {
     const auto now = present();
     const bool changed = now != kept_;
-    const std::string& local = changed && now ? now->local : url_.local;
-    const std::string reason =
-        status == E_FAIL ? local + " is no address of this host, or the port is taken" : GetStatusText(status);
-    return "can't receive " + (changed ? source() : name_) + ": " + reason;
+    const std::string url = changed ? source() : name_;
+    return "can't receive " + url + ": " +
+           (status == E_FAIL ? refusalOf(changed && now ? now->local : url_.local, url) : GetStatusText(status));
 }
 
 std::optional<ReceiveUrl> ReceiverEnd::present() const {
@@ -61,7 +78,13 @@ std::optional<ReceiveUrl> ReceiverEnd::present() const {
 
 std::string ReceiverEnd::source() const {
     const auto now = present();
-    return now && now != kept_ ? urlText(*now) : name_;
+    return now && (saved_ || now != kept_) ? urlText(*now) : name_;
+}
+
+std::int32_t ReceiverEnd::timeoutMs() const {
+    std::uint32_t timeout = 0;
+    config_->GetTimeout(&timeout);
+    return static_cast<std::int32_t>(std::min<std::uint32_t>(timeout, INT32_MAX));
 }
 
 void ReceiverEnd::restart() {

@@ -21,7 +21,7 @@ struct ReceiverOptions {
 };
 
 /// The receiver filter as a stream uses it: made, configured, and unplugged when the object goes. The graph is torn
-/// down by then; the log outlives it. One thread, but for source.
+/// down by then; the log outlives it. One thread, but for source, present and timeoutMs.
 class ReceiverEnd {
 public:
     /// Throws UsageError for a wrong URL or a file that holds no receiver's configuration, std::runtime_error for what
@@ -41,10 +41,13 @@ public:
     void restart();
     /// The URL of what it receives by now; as it was given where the filter still has what that made of it.
     std::string source() const;
+    /// The same as the filter has it; nothing where it has none.
+    std::optional<ReceiveUrl> present() const;
+    /// The time-out that it has by now, in ms.
+    std::int32_t timeoutMs() const;
 
 private:
     void configure();
-    std::optional<ReceiveUrl> present() const;
 
     const std::string name_;  ///< of what is received, for messages
     const std::optional<SavedConfiguration> saved_;

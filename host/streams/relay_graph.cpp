@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "cli/demand.h"
+#include "cli/way_back.h"
 #include "filters/ts_stamper.h"
 #include "interfaces/class_ids.h"
 #include "streams/graph_base.h"
@@ -22,23 +23,9 @@ constexpr std::chrono::milliseconds kDrainRoom{1000};    // beyond the hold-back
 constexpr std::chrono::milliseconds kDrainUnpaced{100};  // the private stream leaves as it comes
 constexpr std::int32_t kBuffers = 16 << 10;              // 32 MiB, for each second that datagrams may be held back
 
-bool comesBack(const SendUrl& to, const ReceiveUrl& from) {
-    if (to.port != from.port) return false;
-    if (isGroup(from.group)) return to.remote == from.group;
-    const bool all = from.local == from.group;  // the any address: every address of that family
-    const bool sameFamily = (to.remote.find(':') == std::string::npos) == (from.local.find(':') == std::string::npos);
-    return all ? sameFamily && isOwn(to.remote) : to.remote == from.local;
-}
-
 // What is sent to where it is received goes round for ever.
-void checkNoCircle(const RelaySettings& settings) {
-    const ReceiveUrl from = parseReceiveUrl(settings.input);
-    for (const auto& text : settings.to) {
-        if (!comesBack(parseSendUrl(text), from)) continue;
-        throw UsageError("--to " + text +
-                         ": the relay would receive what it sends; right would be another address or " +
-                         "port than in " + settings.input);
-    }
+std::string circleText(const std::string& to, const std::string& input) {
+    return to + ": the relay would receive what it sends; right would be another address or port than in " + input;
 }
 
 SenderOptions senderOptions(const RelaySettings& settings) {
@@ -85,10 +72,26 @@ private:
         options.buffers =
             kBuffers * (1 + static_cast<std::int32_t>(std::max<std::int64_t>(settings_.offsetMs, 0) / 1000));
         auto& counter = sender_.counter();
-        options.beforeSample = [&counter](std::uint64_t id, std::size_t bytes) { counter.announce(id, bytes); };
+        options.beforeSample = [&counter](const SampleMark& mark) { counter.announce(mark); };
         return options;
     }
-    void beforeStart(FilterGraph& graph) override { sender_.letClockSettle(graph, stopRequested()); }
+    void beforeStart(FilterGraph& graph) override {
+        sender_.prepare(graph, stopRequested());
+        lookForCircle();
+        if (!circle_.empty()) throw std::runtime_error(circle_);
+    }
+    void afterStart() override { sender_.confirm(); }
+    // A page may have changed both ends since the settings were looked at, and the receiver goes there at once.
+    void lookForCircle() {
+        circle_.clear();
+        const auto from = receiver_.present();
+        for (const auto& to : sender_.inUse()) {
+            if (!from || !comesBack(to.kept, *from)) continue;
+            circle_ = circleText(to.text, receiver_.source());
+            return;
+        }
+    }
+    bool isOver() const override { return !circle_.empty(); }
     // The sender starts first, and alone logs why it doesn't.
     std::string whyNotStarted(HRESULT status) override {
         const std::string error = log().lastError();
@@ -96,6 +99,7 @@ private:
     }
     void take(const FilterGraph::Event& event) override { sender_.heed(event); }
     StreamValues measure() override {
+        if (circle_.empty()) lookForCircle();  // one that was seen is the reason, whatever a page mends meanwhile
         StreamValues result;
         const StamperFigures figures = stamper_ ? stamper_->figures() : StamperFigures{};
         sender_.fill(result, figures.samples);
@@ -104,7 +108,8 @@ private:
             result.receivedBytes = figures.bytes;
             result.measure(figures.stream);
         } else {
-            // Samples of the private stream carry no ids, so nobody counts them.
+            // Samples of the private stream carry no ids, so nobody counts them, and none is held back.
+            result.holdBackMs.reset();
             result.datagrams = result.bytes = result.droppedSamples = result.queuedSamples = std::nullopt;
         }
         receiver_.fill(result);
@@ -127,12 +132,14 @@ private:
         while (Clock::now() < until && (!stamper_ || sender_.counter().counts().queued > 0)) heed(kShortLook);
     }
     std::string reason(const StreamValues& last) override {
+        if (!circle_.empty()) return circle_;
         if (!stamper_ || last.datagrams != 0 || log().lastError().empty()) return {};
         return "no datagram went out to all destinations: " + log().lastError();
     }
     void readBack(StreamSettings& settings) const override {
         auto& relay = std::get<RelaySettings>(settings.of);
         relay.input = receiver_.source();
+        relay.timeoutMs = std::clamp(receiver_.timeoutMs(), kLeastRelayTimeoutMs, kMostTimeoutMs);
         auto present = sender_.destinations();
         if (!present.empty()) relay.to = std::move(present);
     }
@@ -141,13 +148,18 @@ private:
     ReceiverEnd receiver_;
     SenderEnd sender_;
     ComPtr<TsStamper> stamper_;
+    std::string circle_;  ///< in which it goes round, as last looked for
 };
 
 }  // namespace
 
 std::unique_ptr<StreamGraph> makeRelayGraph(const StreamSettings& settings, NoticeSink sink,
                                             std::function<bool()> stopRequested) {
-    checkNoCircle(std::get<RelaySettings>(settings.of));
+    const auto& relay = std::get<RelaySettings>(settings.of);
+    for (const auto& to : relay.to) {
+        if (!comesBack(parseSendUrl(to), parseReceiveUrl(relay.input))) continue;
+        throw UsageError("--to " + circleText(to, relay.input));
+    }
     return std::make_unique<RelayGraph>(settings, std::move(sink), std::move(stopRequested));
 }
 

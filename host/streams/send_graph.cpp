@@ -44,27 +44,28 @@ public:
 private:
     void build(FilterGraph& graph) override {
         source_ = {};
-        sender_.restart();
+        sender_.restart(settings_.pacing);  // unpaced, it has none to keep
         if (wasRead_ && !canReadAgain(settings_.input)) {
             throw std::runtime_error(inputName(settings_.input) + " can't be read again; right would be a file");
         }
         auto& counter = sender_.counter();
-        source_ =
-            TsFileSource::create({settings_.input, settings_.pacing, settings_.loop, stopRequested(),
-                                  [&counter](std::uint64_t id, std::size_t bytes) { counter.announce(id, bytes); }});
+        source_ = TsFileSource::create({settings_.input, settings_.pacing, settings_.loop, stopRequested(),
+                                        [&counter](const SampleMark& mark) { counter.announce(mark); }});
         wasRead_ = true;
         demand(graph.addFilter(source_.get(), "source"), "can't build the graph");
         demand(graph.addFilter(sender_.filter(), "sender"), "can't build the graph");
         demand(graph.connect(source_->GetPin(0), sender_.input().get()), "can't connect the sender");
     }
-    void beforeStart(FilterGraph& graph) override { sender_.letClockSettle(graph, stopRequested()); }
+    void beforeStart(FilterGraph& graph) override { sender_.prepare(graph, stopRequested()); }
+    void afterStart() override { sender_.confirm(); }
     std::string whyNotStarted(HRESULT) override { return "can't start: " + log().lastError(); }
     void take(const FilterGraph::Event& event) override { sender_.heed(event); }
-    bool isInputOver() const override { return source_ && source_->isOver(); }
+    bool isOver() const override { return source_ && source_->isOver(); }
     StreamValues measure() override {
         StreamValues result;
         const SourceFigures figures = source_ ? source_->figures() : SourceFigures{};
         sender_.fill(result, figures.samples);
+        result.spacing = sender_.counter().spacing();
         if (source_) result.input = figures.place;
         return result;
     }

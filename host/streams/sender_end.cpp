@@ -1,11 +1,13 @@
 #include "streams/sender_end.h"
 
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "cli/configuration_file.h"
 #include "cli/demand.h"
 #include "cli/module_loader.h"
+#include "filters/stopped_early.h"
 #include "interfaces/class_ids.h"
 #include "platform/native_thread.h"
 #include "streams/notices.h"
@@ -19,6 +21,7 @@ namespace {
 
 constexpr std::chrono::milliseconds kLook{100};
 constexpr std::chrono::milliseconds kClockSettles{1050};
+constexpr std::chrono::milliseconds kStillPresent{900};  // less than a look's second
 
 const char* priorityName() {
     switch (platform::lastTimeCriticalClass()) {
@@ -53,7 +56,7 @@ bool isUrl(const SendUrl& url) {
 }  // namespace
 
 SenderEnd::SenderEnd(const SenderOptions& options, StreamLog& log, NoticeSink sink)
-    : log_(log), sink_(std::move(sink)) {
+    : log_(log), sink_(std::move(sink)), paced_(!options.noPacing), watch_(sink_) {
     for (const auto& text : options.destinations) parseSendUrl(text);  // wrong use is told before all else
     const auto saved = savedDestinations(options);
     tellModule(CLSID_CNetworkSend, sink_);
@@ -102,14 +105,34 @@ std::optional<SendUrl> SenderEnd::destination(std::int32_t index) const {
     return SendUrl{platform::toNarrow(remote.get()), static_cast<std::uint16_t>(port), platform::toNarrow(local.get())};
 }
 
+// As it was given where the filter still has what that made of it.
+std::string SenderEnd::textOf(std::int32_t index, const SendUrl& present) const {
+    const auto given = given_.find(index);
+    return given != given_.end() && given->second.kept == present ? given->second.text : urlText(present);
+}
+
+std::vector<SenderEnd::Given> SenderEnd::present() const {
+    std::vector<Given> result;
+    std::int32_t index = 0;
+    while (const auto one = destination(index)) {
+        result.push_back({textOf(index, *one), *one});
+        ++index;
+    }
+    return result;
+}
+
 std::vector<std::string> SenderEnd::destinations() const {
     std::vector<std::string> result;
-    std::int32_t index = 0;
-    while (const auto present = destination(index)) {
-        const auto given = given_.find(index++);
-        if (!isUrl(*present)) continue;
-        result.push_back(given != given_.end() && given->second.kept == *present ? given->second.text
-                                                                                 : urlText(*present));
+    for (const auto& one : present()) {
+        if (isUrl(one.kept)) result.push_back(one.text);
+    }
+    return result;
+}
+
+std::vector<StreamValues::Destination> SenderEnd::lookAtDestinations() {
+    std::vector<StreamValues::Destination> result;
+    for (const auto& one : inUse_) {
+        if (isUrl(one.kept)) result.push_back(watch_.look(one.text, one.kept));
     }
     return result;
 }
@@ -117,8 +140,18 @@ std::vector<std::string> SenderEnd::destinations() const {
 // The sender's clock estimate begins at its creation, before it has the graph's clock. A first look at that clock a
 // second or more later is taken over whole; an earlier one in part only, and the rest would pass for time elapsed in
 // the stream.
-void SenderEnd::letClockSettle(FilterGraph& graph, const std::function<bool()>& stopRequested) const {
-    while (!stopRequested() && std::chrono::steady_clock::now() - made_ < kClockSettles) graph.nextEvent(kLook);
+void SenderEnd::prepare(FilterGraph& graph, const std::function<bool()>& stopRequested) {
+    while (std::chrono::steady_clock::now() - made_ < kClockSettles) {
+        if (stopRequested()) throw StoppedEarly("stopped before the sender's clock had settled");
+        graph.nextEvent(kLook);
+    }
+    inUse_ = present();
+    watch_.restart();
+    lookAtDestinations();  // just before the filter makes its sockets
+}
+
+void SenderEnd::confirm() const {
+    if (present() != inUse_) throw std::runtime_error("the destinations were changed while the sender started");
 }
 
 // Once for each change. An interface that is gone has no name any more, so the first one is kept.
@@ -132,9 +165,10 @@ void SenderEnd::heed(const FilterGraph::Event& event) {
     tellInterfaceState(told->second, sink_);
 }
 
-void SenderEnd::restart() {
-    counter_.restart();
+void SenderEnd::restart(bool measuresSpacing) {
+    counter_.restart(measuresSpacing);
     lastDatagrams_ = 0;
+    grewAt_ = {};
 }
 
 void SenderEnd::fill(StreamValues& values, std::uint64_t delivered) {
@@ -142,12 +176,15 @@ void SenderEnd::fill(StreamValues& values, std::uint64_t delivered) {
     values.datagrams = counts.datagrams;
     values.bytes = counts.bytes;
     values.droppedSamples = delivered > counts.accepted ? delivered - counts.accepted : 0;
-    values.dataPresent = counts.datagrams > lastDatagrams_;
+    const auto now = std::chrono::steady_clock::now();
+    if (counts.datagrams > lastDatagrams_) grewAt_ = now;
+    values.dataPresent = now - grewAt_ < kStillPresent;
     lastDatagrams_ = counts.datagrams;
     values.priority = priorityName();
-    values.holdBackMs = log_.holdBackMs();
+    if (paced_) values.holdBackMs = log_.holdBackMs();
     values.queuedSamples = counts.queued;
     for (const auto& [index, state] : interfaces_) values.interfaces[state.name] = state.up;
+    values.destinations = lookAtDestinations();
 }
 
 }  // namespace mcgate::host

@@ -8,11 +8,12 @@
 #include <string>
 #include <vector>
 
-#include "cli/datagram_counter.h"
 #include "cli/url.h"
 #include "graph/filter_graph.h"
 #include "interfaces/i_delay_crossing_point_filter.h"
 #include "interfaces/i_sender_config.h"
+#include "streams/datagram_counter.h"
+#include "streams/destination_watch.h"
 #include "streams/stream_log.h"
 #include "streams/stream_values.h"
 
@@ -41,32 +42,47 @@ public:
     platform::ComPtr<IPin> input() const { return findPin(*filter_, PINDIR_INPUT); }
     DatagramCounter& counter() noexcept { return counter_; }
 
-    /// To be called before the graph runs. Ends early once `stopRequested` says so.
-    void letClockSettle(FilterGraph& graph, const std::function<bool()>& stopRequested) const;
+    /// To be called before the graph runs: what the filter has now is in use for this run. Tells of destinations that
+    /// the system has no way to. Throws StoppedEarly once `stopRequested` says so.
+    void prepare(FilterGraph& graph, const std::function<bool()>& stopRequested);
+    /// To be called once the filter has opened its sockets: throws std::runtime_error when somebody gave it other
+    /// destinations since prepare, so that it may send elsewhere than is watched.
+    void confirm() const;
     /// Tells what an event of the graph says about the interfaces behind the destinations.
     void heed(const FilterGraph::Event& event);
     /// What the sender knows for a report; `delivered`: samples handed to it, counted before this call.
     void fill(StreamValues& values, std::uint64_t delivered);
     /// The counts begin anew.
-    void restart();
-    /// The URLs of where it sends by now; one as it was given where the filter still has what that made of it. What the
-    /// filter has and no URL can say is left out.
+    void restart(bool measuresSpacing = false);
+    /// The URLs that the filter has by now, which it sends to from its next run on; one as it was given where the
+    /// filter still has what that made of it. What the filter has and no URL can say is left out.
     std::vector<std::string> destinations() const;
-
-private:
+    /// Where it sends in this run, texts of a page that are no URL but that the filter takes among them.
     struct Given {
         std::string text;
         SendUrl kept;  ///< as the filter gave it back
+
+        bool operator==(const Given&) const = default;
     };
+    const std::vector<Given>& inUse() const noexcept { return inUse_; }
+
+private:
     void addDestinations(const std::vector<std::string>& destinations);
     std::optional<SendUrl> destination(std::int32_t index) const;
+    std::vector<Given> present() const;
+    std::string textOf(std::int32_t index, const SendUrl& present) const;
+    std::vector<StreamValues::Destination> lookAtDestinations();
 
     StreamLog& log_;
     const NoticeSink sink_;
+    const bool paced_;                                    ///< unpaced, nothing is held back
     std::map<std::int32_t, Given> given_;                 ///< by the filter's index
     std::map<std::uint32_t, InterfaceState> interfaces_;  ///< as last told, by index
     DatagramCounter counter_;
+    std::vector<Given> inUse_;
+    DestinationWatch watch_;
     std::uint64_t lastDatagrams_ = 0;
+    std::chrono::steady_clock::time_point grewAt_;  ///< the look that saw datagrams leave
     platform::ComPtr<IBaseFilter> filter_;
     std::chrono::steady_clock::time_point made_;
     platform::ComPtr<ISenderConfig> config_;

@@ -26,8 +26,8 @@ public:
     StreamGraph& operator=(const StreamGraph&) = delete;
 
     /// Each throws std::runtime_error with what failed and why; the graph is stopped then. They may wait: run and pause
-    /// for a second after the graph was made (the sender's clock), and while an input gives its first packets, for
-    /// which a stop request ends them with StoppedEarly; stop for the hold-back of a relay and for 450 ms.
+    /// for a second after the graph was made (the sender's clock), and while an input gives its first packets: a stop
+    /// request ends both with StoppedEarly; stop for the hold-back of a relay and for 450 ms.
     virtual void run() = 0;
     virtual void pause() = 0;
     virtual void stop() = 0;

@@ -31,20 +31,25 @@ public:
     using Sink = std::function<void(const std::string& stream, const Notice& notice)>;
 
     explicit StreamSet(Sink sink);
-    /// Ends all streams, all at once, and waits for them.
+    /// As end.
     ~StreamSet();
     StreamSet(const StreamSet&) = delete;
     StreamSet& operator=(const StreamSet&) = delete;
 
     /// Makes the set what a profile lists: streams whose settings are those that were given before go on untouched, the
     /// others are made anew, those not listed end. Ended streams are waited for, all at once, before others are made.
-    /// Calls come one at a time. Throws UsageError, with nothing changed, for more than kMost.
+    /// Calls come one at a time. Throws UsageError, with nothing changed, for more than kMost. One that can't be made
+    /// keeps no other back; the first such error is thrown at the end.
     void apply(const std::vector<StreamSettings>& profile);
-    /// Throws UsageError for a stream that would be in the way of one that is there (checkApart), and for one too many.
+    /// Throws UsageError for a stream that would be in the way of one that is there (checkApart) or lead relays in a
+    /// circle, and for one too many.
     Entry add(const StreamSettings& settings);
-    /// Ends a stream, and waits for it. False when there is none of that number.
+    /// Ends a stream, and waits for it; its name and places are free again then. False when there is none of that
+    /// number.
     bool remove(std::uint32_t id);
-    /// Ends all streams, all at once, and waits for them; they stay in the list.
+    /// Asks all streams to end. From here on add and apply throw std::runtime_error.
+    void beginEnd();
+    /// As beginEnd; then waits for them. They stay in the list.
     void end();
     std::vector<Entry> all() const;
     std::vector<View> views() const;
@@ -54,12 +59,14 @@ public:
     std::vector<StreamSettings> settings() const;
 
 private:
+    void checkNoCircle(const StreamSettings& added) const;
     std::vector<Entry> takeOthers(const std::vector<StreamSettings>& profile);
 
     const Sink sink_;
     mutable std::mutex lock_;  // over what follows
     std::vector<Entry> entries_;
     std::uint32_t nextId_ = 1;
+    bool ending_ = false;
 };
 
 }  // namespace mcgate::host

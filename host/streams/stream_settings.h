@@ -7,6 +7,10 @@
 
 namespace mcgate::host {
 
+/// The longest time-out of a profile, and the shortest one of a relay.
+constexpr std::int32_t kMostTimeoutMs = 3'600'000;
+constexpr std::int32_t kLeastRelayTimeoutMs = 1000;
+
 /// What a sending graph reads and where it sends it.
 struct SendSettings {
     std::string input;            ///< a file, a named pipe, or "-" for standard input
@@ -23,6 +27,8 @@ struct ReceiveSettings {
     std::string input;  ///< URL as in udp://[SOURCE]@[ADDRESS]:PORT[?local=ADDRESS]
     std::string out;    ///< a file, a named pipe, or "-" for standard output; empty: the stream is only measured
     std::int32_t timeoutMs = 5000;
+    bool newFile = false;  ///< `out` is a file that it makes itself; profiles don't have it
+    bool emptied = false;  ///< `out` is emptied by the first run, else written on; profiles don't have it
 
     bool operator==(const ReceiveSettings&) const = default;
 };

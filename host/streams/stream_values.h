@@ -4,6 +4,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "ts/packet_reader.h"
 #include "ts/stream_meter.h"
@@ -26,17 +27,20 @@ struct StreamValues {
     std::optional<int> holdBackMs;
     std::optional<std::uint64_t> queuedSamples;
     std::optional<std::uint64_t> bufferFullNotices;
-    std::optional<std::string> priority;       ///< that the sender's threads got
-    std::map<std::string, bool> interfaces;    ///< behind the destinations, by name; true: up
-    std::optional<PacketReader::Place> input;  ///< how far a sender's input has been read
-    struct Spacing {
-        double medianMs = 0;
-        double p99Ms = 0;
-        double maxMs = 0;
-        double lastP99Ms = 0;  ///< within the last whole second of the stream
+    std::optional<std::string> priority;     ///< that the sender's threads got
+    std::map<std::string, bool> interfaces;  ///< behind the destinations, by name; true: up
+    struct Destination {
+        std::string url;
+        std::string fault;  ///< why what is sent there is lost; empty: the system has a way
+        bool isLost() const noexcept { return !fault.empty(); }
     };
-    std::optional<Spacing> spacing;
+    std::vector<Destination> destinations;         ///< of a sender
+    std::optional<PacketReader::Place> input;      ///< how far a sender's input has been read
+    std::optional<SpacingMeter::Figures> spacing;  ///< of what came; of a sender alone, of what left
 
+    std::vector<Destination> lostDestinations() const;
+    /// Such as "udp://10.0.0.9:5000: the system has no way to 10.0.0.9"; empty where none is lost.
+    std::string lostText() const;
     /// Takes over what a meter found.
     void measure(const StreamMeter::Figures& figures);
     /// Takes over what is no longer known of a receiver that was stopped: its data state, and its socket's drops.

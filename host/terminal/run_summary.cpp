@@ -15,6 +15,7 @@ namespace mcgate::host {
 namespace {
 
 constexpr std::size_t kChanges = 6;
+constexpr std::size_t kMostUnreachable = 8;
 
 std::string line(const char* what, const std::string& text) { return fmt::format("{:<12}{}\n", what, text); }
 
@@ -35,6 +36,15 @@ std::string losses(const StreamValues& values) {
     add("kernel drops", values.kernelDrops);
     add("continuity errors", values.continuityErrors);
     add("buffer full", values.bufferFullNotices);
+    return text;
+}
+
+std::string unreachable(const std::vector<std::string>& destinations) {
+    std::string text;
+    const std::size_t shown = std::min(destinations.size(), kMostUnreachable);
+    for (std::size_t i = 0; i < shown; ++i) text += line("unreachable", destinations[i]);
+    if (shown < destinations.size())
+        text += line("unreachable", fmt::format("and {} more", destinations.size() - shown));
     return text;
 }
 
@@ -68,7 +78,7 @@ void RunSummary::observe(const StreamValues& values, double atS, std::optional<d
 }
 
 // The first word of an interface tells how it is at the start.
-void RunSummary::heed(const Notice& notice) {
+void RunSummary::heed(const Notice& notice, const std::string& stream) {
     const std::lock_guard hold(lock_);
     if (const auto* state = std::get_if<InterfaceState>(&notice.about)) {
         const auto [known, isFirst] = interfaces_.try_emplace(state->name, state->up);
@@ -81,7 +91,17 @@ void RunSummary::heed(const Notice& notice) {
     }
     if (notice.level > 1) return;
     ++(notice.level == 0 ? errors_ : warnings_);
-    lastFault_ = notice.text;
+    lastFault_ = (stream.empty() ? "" : stream + ": ") + notice.text;
+}
+
+void RunSummary::tellAddresses(const std::vector<std::string>& urls) {
+    addresses_ = line("addresses", fmt::format("{}", fmt::join(urls, ", ")));
+}
+
+std::string RunSummary::headLines(double elapsedS) const {
+    const auto end = std::chrono::system_clock::now();
+    return line("command", command_) + addresses_ + line("version", version_) +
+           line("time", fmt::format("{} to {}, {}", utcTime(start_), utcTime(end), durationText(elapsedS)));
 }
 
 std::string RunSummary::dataLine() const {
@@ -110,9 +130,7 @@ std::string RunSummary::noticeLines() const {
 std::string RunSummary::finish(StreamKind kind, const StreamValues& values, double elapsedS,
                                std::optional<double> meanRate) {
     data_.end(values.dataPresent, elapsedS);
-    const auto end = std::chrono::system_clock::now();
-    std::string text = line("command", command_) + line("version", version_);
-    text += line("time", fmt::format("{} to {}, {}", utcTime(start_), utcTime(end), durationText(elapsedS)));
+    std::string text = headLines(elapsedS);
     if (values.receivedDatagrams) text += line("received", traffic(values.receivedDatagrams, values.receivedBytes));
     if (values.datagrams) {
         text += line(kind == StreamKind::Receive ? "received" : "sent", traffic(values.datagrams, values.bytes));
@@ -128,7 +146,23 @@ std::string RunSummary::finish(StreamKind kind, const StreamValues& values, doub
     }
     if (values.holdBackMs) text += line("hold-back", fmt::format("{} ms", *values.holdBackMs));
     if (values.priority) text += line("priority", *values.priority);
-    return text + dataLine() + noticeLines();
+    std::vector<std::string> lost;
+    for (const auto& [url, fault] : values.lostDestinations()) lost.push_back(fmt::format("{}: {}", url, fault));
+    return text + dataLine() + unreachable(lost) + noticeLines();
+}
+
+std::string RunSummary::finish(const std::vector<StreamRecord>& streams, double elapsedS) const {
+    std::vector<std::string> data;
+    std::vector<std::string> lost;
+    for (const auto& [name, dataCame, outages, destinations] : streams) {
+        if (!dataCame) data.push_back(name + ": none ever came");
+        if (outages > 0) data.push_back(fmt::format("{}: gone {}", name, plural(outages, "time")));
+        for (const auto& one : destinations) lost.push_back(fmt::format("{}: {}: {}", name, one.url, one.fault));
+    }
+    std::string text = headLines(elapsedS);
+    if (!data.empty()) text += line("data", fmt::format("{}", fmt::join(data, ", ")));
+    if (!lost.empty()) text += line("unreachable", plural(lost.size(), "destination") + " lost") + unreachable(lost);
+    return text + noticeLines();
 }
 
 }  // namespace mcgate::host

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 
 namespace mcgate::host {
 
@@ -12,14 +13,17 @@ namespace {
 
 constexpr int kBar = 20;
 constexpr double kStart = 2.5;  // seconds
+constexpr std::size_t kMostDestinations = 8;
 
 using Count = std::optional<std::uint64_t>;
 
 bool isInTrouble(const LiveStream& stream) { return !stream.state.empty() || !stream.values.dataPresent; }
 
-Piece dataState(const LiveStream& stream) {
+bool hasLost(const LiveStream& stream) { return !stream.values.lostDestinations().empty(); }
+
+Piece dataState(const LiveStream& stream, const char* present = "data present") {
     if (!stream.state.empty()) return {stream.state, stream.state == "failed" ? Tone::Bad : Tone::Plain};
-    return stream.values.dataPresent ? Piece{"data present", Tone::Good} : Piece{"no data", Tone::Bad};
+    return stream.values.dataPresent ? Piece{present, Tone::Good} : Piece{"no data", Tone::Bad};
 }
 
 // A fault that hasn't happened is told in plain.
@@ -29,32 +33,33 @@ void addFaults(std::vector<Piece>& fields, const char* what, const Count& count)
     if (count) fields.push_back(faults(fmt::format("{} {}", what, *count), *count));
 }
 
-double fraction(const PacketReader::Place& place) {
-    return std::min(static_cast<double>(place.position) / static_cast<double>(place.size), 1.0);
+std::string passWords(const PacketReader::Place& place) {
+    return place.pass > 1 ? fmt::format("pass {} ", place.pass) : std::string();
 }
 
-// At the rate of the last second; the first ones hold the start.
-std::string timeLeft(const LiveStream& stream) {
-    const auto& place = *stream.values.input;
-    if (stream.elapsedS < kStart || stream.bitRate.value_or(0) <= 0 || place.position >= place.size) return {};
-    const double left = static_cast<double>(place.size - place.position) * 8 / *stream.bitRate;
+// At the pace of all passes so far, as the rate of a second varies; the first ones hold the start.
+std::string timeLeft(const PacketReader::Place& place, double elapsedS) {
+    if (elapsedS < kStart || place.position == 0 || place.position >= place.size) return {};
+    const double read =
+        static_cast<double>(place.pass - 1) * static_cast<double>(place.size) + static_cast<double>(place.position);
+    const double left = static_cast<double>(place.size - place.position) * elapsedS / read;
     return fmt::format(", {} left", durationText(std::ceil(left)));
+}
+
+std::string readWords(const PacketReader::Place& place, double elapsedS) {
+    const auto percent = percentRead(place);
+    if (!percent) return fmt::format("{:.1f} MB read", static_cast<double>(place.position) / 1e6);
+    return fmt::format("{:.0f} %{}", std::floor(*percent), timeLeft(place, elapsedS));
 }
 
 void addProgress(std::vector<Piece>& fields, const LiveStream& stream) {
     if (!stream.values.input) return;
     const auto& place = *stream.values.input;
-    const std::string pass = place.pass > 1 ? fmt::format("pass {} ", place.pass) : std::string();
-    if (place.size == 0) {
-        fields.push_back(
-            {fmt::format("{}{:.1f} MB read", pass, static_cast<double>(place.position) / 1e6), Tone::Plain});
-        return;
+    std::string bar;
+    if (const auto percent = percentRead(place)) {
+        bar = fmt::format("[{:-<{}}] ", std::string(static_cast<std::size_t>(*percent * kBar / 100), '#'), kBar);
     }
-    const double done = fraction(place);
-    const auto marks = static_cast<std::size_t>(done * kBar);
-    fields.push_back({fmt::format("{}[{:-<{}}] {:.0f} %{}", pass, std::string(marks, '#'), kBar, std::floor(done * 100),
-                                  timeLeft(stream)),
-                      Tone::Plain});
+    fields.push_back({passWords(place) + bar + readWords(place, stream.elapsedS), Tone::Plain});
 }
 
 void addCounts(std::vector<Piece>& fields, const StreamValues& values) {
@@ -68,13 +73,32 @@ void addCounts(std::vector<Piece>& fields, const StreamValues& values) {
     if (values.bufferFullNotices.value_or(0) > 0) addFaults(fields, "buffer full", values.bufferFullNotices);
 }
 
+// Where there are several, or one that is lost. Those come first.
+void addDestinations(std::vector<Row>& rows, std::vector<StreamValues::Destination> all) {
+    const auto sound = std::stable_partition(all.begin(), all.end(), std::mem_fn(&StreamValues::Destination::isLost));
+    if (all.size() < 2 && sound == all.begin()) return;
+    const std::size_t shown = all.size() > kMostDestinations ? kMostDestinations - 1 : all.size();
+    for (std::size_t i = 0; i < shown; ++i) {
+        const bool lost = all[i].isLost();
+        rows.push_back({{"  to " + all[i].url + "  "}, {lost ? all[i].fault : "sent", lost ? Tone::Bad : Tone::Plain}});
+    }
+    if (shown < all.size()) rows.push_back({{fmt::format("  and {} more", all.size() - shown)}});
+}
+
 Piece cell(const Count& count) { return {count ? std::to_string(*count) : "-"}; }
 Piece faultCell(const Count& count) { return faults(cell(count).text, count.value_or(0)); }
 
+// Of destinations. A stream in worse trouble tells that.
+Piece stateCell(const LiveStream& stream) {
+    if (isInTrouble(stream) || !hasLost(stream)) return dataState(stream, "data");
+    return {fmt::format("{} lost", stream.values.lostDestinations().size()), Tone::Bad};
+}
+
+// With a name of up to 14 letters a row finds room in 80 columns.
 Row tableRow(const LiveStream& stream) {
     const auto& values = stream.values;
     Row row{{stream.name},
-            dataState(stream),
+            stateCell(stream),
             {stream.bitRate ? fmt::format("{:.2f}", *stream.bitRate / 1e6) : "-"},
             {stream.elapsedS > 0 ? durationText(stream.elapsedS) : "-"},
             cell(values.datagrams)};
@@ -82,8 +106,8 @@ Row tableRow(const LiveStream& stream) {
     const std::uint64_t drops = values.droppedSamples.value_or(0) + values.kernelDrops.value_or(0);
     row.push_back(faultCell(counted ? Count(drops) : Count()));
     row.push_back(faultCell(values.continuityErrors));
-    row.push_back({values.holdBackMs ? fmt::format("{} ms", *values.holdBackMs) : "-"});
-    row.push_back({values.spacing ? fmt::format("{:.2f} ms", values.spacing->p99Ms) : "-"});
+    row.push_back({values.holdBackMs ? std::to_string(*values.holdBackMs) : "-"});
+    row.push_back({values.spacing ? fmt::format("{:.2f}", values.spacing->p99Ms) : "-"});
     return row;
 }
 
@@ -92,6 +116,15 @@ Row tableRow(const LiveStream& stream) {
 std::string durationText(double seconds) {
     const auto whole = static_cast<std::int64_t>(std::max(seconds, 0.0));
     return fmt::format("{}:{:02}:{:02}", whole / 3600, whole / 60 % 60, whole % 60);
+}
+
+std::optional<double> percentRead(const PacketReader::Place& place) {
+    if (place.size == 0) return {};
+    return std::min(static_cast<double>(place.position) / static_cast<double>(place.size), 1.0) * 100;
+}
+
+std::string progressWords(const PacketReader::Place& place, double elapsedS) {
+    return passWords(place) + readWords(place, elapsedS);
 }
 
 std::vector<Row> streamRows(const LiveStream& stream, std::size_t columns) {
@@ -109,22 +142,18 @@ std::vector<Row> streamRows(const LiveStream& stream, std::size_t columns) {
     for (const auto& [name, up] : values.interfaces) {
         fields.push_back({name + (up ? " up" : " down"), up ? Tone::Plain : Tone::Bad});
     }
-    return flow(fields, columns);
+    auto rows = flow(fields, columns);
+    addDestinations(rows, values.destinations);
+    return rows;
 }
 
 std::vector<Row> streamTable(const std::vector<LiveStream>& streams, const Terminal::Size& room) {
-    std::vector<Row> cells{{{"stream"},
-                            {"state"},
-                            {"Mbit/s"},
-                            {"time"},
-                            {"datagrams"},
-                            {"drops"},
-                            {"cc errors"},
-                            {"hold-back"},
-                            {"spacing p99"}}};
+    std::vector<Row> cells{
+        {{"stream"}, {"state"}, {"Mbit/s"}, {"time"}, {"datagrams"}, {"drops"}, {"cc"}, {"hold ms"}, {"p99 ms"}}};
     std::vector<LiveStream> shown = streams;
     const std::size_t most = std::max<std::size_t>(room.lines, 3) - 2;  // beside the heading and the last row
     if (streams.size() > most + 1) {
+        std::stable_partition(shown.begin(), shown.end(), hasLost);
         std::stable_partition(shown.begin(), shown.end(), isInTrouble);
         shown.resize(most);
     }

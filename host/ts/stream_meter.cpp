@@ -1,7 +1,6 @@
 #include "ts/stream_meter.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace mcgate::host {
 
@@ -10,7 +9,6 @@ namespace {
 constexpr double kTicksPerPcrUnit = 10'000'000.0 / static_cast<double>(kPcrFrequency);
 constexpr std::uint64_t kLargestStep = kPcrFrequency / 10;
 constexpr std::size_t kMostUnplaced = 200'000;
-constexpr double kTicksPerMs = 10'000.0;
 
 }  // namespace
 
@@ -51,7 +49,7 @@ void StreamMeter::onPcr(std::uint64_t pcr, std::uint64_t offset, bool broken) {
     if (lastPcr_) {
         const std::uint64_t advance = pcrAdvance(*lastPcr_, pcr);
         if (broken || advance > kLargestStep || offset == lastPcrOffset_) {
-            closeSecond();
+            spacing_.cut(static_cast<std::int64_t>(streamTime_));
         } else {
             const double interval = static_cast<double>(advance) * kTicksPerPcrUnit;
             const double perByte = interval / static_cast<double>(offset - lastPcrOffset_);
@@ -60,7 +58,7 @@ void StreamMeter::onPcr(std::uint64_t pcr, std::uint64_t offset, bool broken) {
             for (auto one = unplaced_.begin(); one != unplaced; ++one) {
                 if (one->offset < lastPcrOffset_) continue;
                 const double place = streamTime_ + perByte * static_cast<double>(one->offset - lastPcrOffset_);
-                delays_.push_back(one->time - static_cast<std::int64_t>(place));
+                spacing_.add(one->time - static_cast<std::int64_t>(place));
             }
             streamTime_ += interval;
             unplaced_.erase(unplaced_.begin(), unplaced);
@@ -69,42 +67,13 @@ void StreamMeter::onPcr(std::uint64_t pcr, std::uint64_t offset, bool broken) {
     if (broken || !lastPcr_) unplaced_.clear();
     lastPcr_ = pcr;
     lastPcrOffset_ = offset;
-    if (streamTime_ >= secondEnds_) closeSecond();
-}
-
-void StreamMeter::closeSecond() {
-    secondEnds_ = streamTime_ + 10'000'000;
-    if (delays_.empty()) return;
-    const auto middle = delays_.begin() + static_cast<std::ptrdiff_t>(delays_.size() / 2);
-    std::nth_element(delays_.begin(), middle, delays_.end());
-    const std::int64_t median = *middle;
-    for (std::int64_t& delay : delays_) {
-        const std::int64_t error = delay = std::abs(delay - median);
-        ++histogram_[std::min(static_cast<std::size_t>(error / kBinWidth), kBins - 1)];
-        largest_ = std::max(largest_, error);
-        ++figures_.spacingSamples;
-    }
-    const auto most = delays_.begin() + static_cast<std::ptrdiff_t>(99 * delays_.size() / 100);
-    std::nth_element(delays_.begin(), most, delays_.end());
-    figures_.lastP99Ms = static_cast<double>(*most) / kTicksPerMs;
-    delays_.clear();
+    spacing_.reach(static_cast<std::int64_t>(streamTime_));
 }
 
 StreamMeter::Figures StreamMeter::figures() const {
     const std::lock_guard hold(lock_);
     Figures result = figures_;
-    if (result.spacingSamples == 0) return result;
-    const double samples = static_cast<double>(result.spacingSamples);
-    const auto half = static_cast<std::size_t>(0.5 * samples);
-    const auto most = static_cast<std::size_t>(0.99 * samples);
-    std::size_t seen = 0;
-    for (std::size_t bin = 0; bin < kBins && seen <= most; ++bin) {
-        const double place = static_cast<double>(bin) * kBinWidth / kTicksPerMs;
-        if (seen <= half) result.medianMs = place;
-        result.p99Ms = place;
-        seen += histogram_[bin];
-    }
-    result.maxMs = static_cast<double>(largest_) / kTicksPerMs;
+    result.spacing = spacing_.figures();
     return result;
 }
 

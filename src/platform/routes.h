@@ -10,7 +10,8 @@ namespace mcgate::platform {
 /// By which way datagrams to an address would leave.
 struct Route {
     std::uint32_t interfaceIndex = 0;
-    SocketAddress source;  ///< the local address that the system would choose, port 0
+    SocketAddress source;    ///< the local address that the system would choose, port 0
+    bool broadcast = false;  ///< to all hosts of a network, which a socket that didn't ask for it may not send
 };
 
 /// Fills `route` with the way to `remote`, unicast or multicast, from the address `from` (family 0: the system chooses)

@@ -1,24 +1,34 @@
 // A browser on the console's page, for tests, and what its user does there.
 
 import assert from 'node:assert/strict';
+import { readFile } from 'node:fs/promises';
 import { createRequire } from 'node:module';
 import { MockServer } from './mock_server.mjs';
 
 const require = createRequire(new URL('../../host/console/web/package.json', import.meta.url));
 const { chromium } = require('playwright-core');
 
-export const axeFile = require.resolve('axe-core/axe.min.js');
+const axeFile = require.resolve('axe-core/axe.min.js');
+// A superuser's browser needs to do without its sandbox. None of its own traffic.
+const kSwitches = ['--no-sandbox', '--disable-dev-shm-usage', '--disable-gpu', '--disable-quic', '--no-first-run',
+    '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+export const kPatienceMs = 30000;
 
 let browser;
 
-/** Opens the page in a fresh browser context. Complaints of the page (errors, breaches of its policy) fail the test. */
-export async function openPage(test, url, { width = 1600, height = 1000, scheme = 'light', path = '/' } = {}) {
+/**
+ * Opens the page in a fresh browser context, with the function `before` run in it ahead of its own scripts. Complaints of
+ * the page (errors, breaches of its policy) fail the test.
+ */
+export async function openPage(test, url, options = {}) {
+    const { width = 1600, height = 1000, scheme = 'light', path = '/', before } = options;
     browser ??= chromium.launch({
-        executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: ['--no-sandbox', '--disable-dev-shm-usage'],
+        executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: kSwitches,
     });
     const context = await (await browser).newContext({ viewport: { width, height }, colorScheme: scheme });
+    if (before) await context.addInitScript(before);
     const page = await context.newPage();
-    page.setDefaultTimeout(15000);
+    page.setDefaultTimeout(kPatienceMs);
     const complaints = [];
     page.on('pageerror', (error) => complaints.push(error.message));
     page.on('console', (message) => {
@@ -44,9 +54,9 @@ export async function startMock(test, options) {
     return server;
 }
 
-/** Asks until `condition` gives something true; fails after ten seconds with `what`. */
+/** Asks until `condition` gives something true; fails with `what` when the patience is over. */
 export async function eventually(what, condition) {
-    const deadline = Date.now() + 10000;
+    const deadline = Date.now() + kPatienceMs;
     while (Date.now() < deadline) {
         const result = await condition();
         if (result) return result;
@@ -57,6 +67,10 @@ export async function eventually(what, condition) {
 
 export const rowOf = (page, name) =>
     page.getByRole('row').filter({ has: page.getByRole('button', { name, exact: true }) });
+
+/** The page shows a plot's figure in words beside it: now, and what it was in the last ten minutes. */
+export const plotOf = (page, title) =>
+    page.locator('figure').filter({ has: page.locator('strong').getByText(title, { exact: true }) });
 
 export async function addGraph(page, { kind, name, input, to }) {
     await page.getByRole('button', { name: 'Add graph' }).click();
@@ -77,4 +91,13 @@ export async function tabTo(page, control) {
         await page.keyboard.press('Tab');
     }
     assert.fail(`Tab never reached ${control}`);
+}
+
+/** What axe-core finds wrong in the page as it stands, and how far it is too wide for its window. */
+export async function faultsOf(page) {
+    await page.evaluate(await readFile(axeFile, 'utf8'));
+    const { violations } = await page.evaluate(() => window.axe.run());
+    const faults = violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html).join(' ')}`);
+    const excess = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
+    return excess > 0 ? [...faults, `${excess} pixels too wide`] : faults;
 }

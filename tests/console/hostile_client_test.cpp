@@ -1,6 +1,7 @@
 // What clients that mean harm get from the console, and that the streams it runs never notice.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -86,7 +87,8 @@ protected:
                             {{{"name", "out"}, {"kind", "send"}, {"input", input}, {"to", {"udp://127.0.0.1:5000"}}},
                              {{"name", "in"}, {"kind", "receive"}, {"input", "udp://@127.0.0.1:5000"}}}}};
         std::ofstream(directory / "profile.json") << profile;
-        console = std::make_unique<Running>(std::vector<std::string>{directory / "profile.json"});
+        console = std::make_unique<Running>(
+            std::vector<std::string>{directory / "profile.json", "--files", directory.string()});
         ASSERT_TRUE(console->waitFor("the console is at http://127.0.0.1:8080/")) << console->said;
         const std::string page = bodyOf(get("/"));
         const std::string before = "name=\"mcgate-token\" content=\"";
@@ -99,10 +101,16 @@ protected:
         std::vector<HttpClient> rest;
         for (int i = 0; i < 4; ++i) rest.emplace_back(kPort).say("GET /api/events HTTP/1.1\r\n" + kHost + "\r\n");
         for (int i = 0; i < 60; ++i) rest.emplace_back(kPort).say("G");
+        // One that waits for a writer, and its request with it.
+        ASSERT_EQ(mkfifo((directory / "pipe").c_str(), 0600), 0);
+        const Json waiting{
+            {"name", "pipe"}, {"kind", "send"}, {"input", "pipe"}, {"to", {"udp://127.0.0.1:7"}}, {"start", "running"}};
+        rest.emplace_back(kPort).say(requestOf("POST", "/api/graphs", waiting.dump()));
+        EXPECT_TRUE(eventually([] { return graphs().size() == 3; }));
         const auto asked = std::chrono::steady_clock::now();
-        console->child->signal(SIGTERM);
+        console->child->signal(SIGHUP);
         EXPECT_EQ(console->child->wait(), 0);
-        EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(5));
+        EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(4)) << console->said;
         console.reset();
         std::filesystem::remove_all(directory);
     }
@@ -128,12 +136,15 @@ protected:
         return Json::parse(bodyOf(answer), nullptr, false)["graphs"];
     }
     static Json stream(std::size_t index) { return graphs()[index]; }
+    static std::string requestOf(const std::string& method, const std::string& path, const std::string& body,
+                                 const std::string& type = kJson) {
+        return method + " " + path + " HTTP/1.1\r\n" + kHost + kOrigin + "X-Mcgate-Token: " + token + "\r\n" + type +
+               "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+    }
     static std::string change(const std::string& method, const std::string& path, const std::string& body,
                               const std::string& type = kJson) {
         std::string answer;
-        const std::string request = method + " " + path + " HTTP/1.1\r\n" + kHost + kOrigin +
-                                    "X-Mcgate-Token: " + token + "\r\n" + type +
-                                    "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+        const std::string request = requestOf(method, path, body, type);
         EXPECT_TRUE(eventually([&] { return statusOf(answer = ask(kPort, request)) != 429; }));
         return answer;
     }
@@ -175,14 +186,29 @@ TEST_F(HostileClient, IsRefusedByTheHeadOfARequestAlone) {
         {"GET /assets/../profile.json HTTP/1.1\r\n" + kHost + "\r\n", 404},
         {"GET /api/graphs/99999999999/history HTTP/1.1\r\n" + kHost + "\r\n", 404},
         {"\x16\x03\x01\r\n\r\n", 400},
+        {"GET / HTTP/1.1\r\n" + kHost + "A: " + std::string(20'000, 'b') + "\r\n\r\n", 431},
     };
     for (const auto& [request, status] : requests) {
         const std::string answer = ask(kPort, request);
         EXPECT_EQ(statusOf(answer), status) << request << "\n" << answer;
         EXPECT_TRUE(Json::parse(bodyOf(answer), nullptr, false).contains("error")) << answer;
+        EXPECT_EQ(answer.find("refused with status"), std::string::npos) << "no reason is told: " << answer;
         EXPECT_NE(answer.find("default-src 'none'"), std::string::npos) << answer;
     }
-    EXPECT_NE(statusOf(ask(kPort, "GET / HTTP/1.1\r\n" + kHost + "A: " + std::string(20'000, 'b') + "\r\n\r\n")), 200);
+}
+
+TEST_F(HostileClient, IsToldWhatANumberOfALogLineWouldBe) {
+    const auto linesAfter = [](const std::string& query) {
+        return Json::parse(bodyOf(get("/api/log" + query)))["lines"].size();
+    };
+    EXPECT_GT(linesAfter(""), 0U);
+    EXPECT_EQ(linesAfter("?after=0"), linesAfter(""));
+    EXPECT_EQ(linesAfter("?after=18446744073709551615"), 0U);
+    for (const std::string wrong : {"", "abc", "-1", "1x", "100000000000000000000000"}) {
+        const std::string answer = get("/api/log?after=" + wrong);
+        EXPECT_EQ(statusOf(answer), 422) << answer;
+        EXPECT_NE(answer.find("'" + wrong + "'"), std::string::npos) << answer;
+    }
 }
 
 TEST_F(HostileClient, IsRefusedForASizeOrADepthAndNotReadOn) {
@@ -203,6 +229,12 @@ TEST_F(HostileClient, TakesNoPlaceFromABrowserForLong) {
         if (i % 2 == 0) idle.back().say("GET / HTTP/1.1\r\nHo");
     }
     EXPECT_TRUE(served(idle.back()));
+    // Many more than there are threads delay others by little: each gets its turn within two seconds.
+    for (int i = 0; i < 300; ++i) idle.emplace_back(kPort).say("G");
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_TRUE(served(idle.back()));
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(4));
+    while (idle.size() > 200) idle.pop_back();
     // A byte now and then keeps no connection either.
     EXPECT_TRUE(eventually([&] {
         bool all = true;
@@ -210,6 +242,21 @@ TEST_F(HostileClient, TakesNoPlaceFromABrowserForLong) {
         return all;
     }));
     EXPECT_TRUE(served(idle.back()));
+}
+
+TEST_F(HostileClient, HoldsUpNobodyByRequestsThatWaitForAStream) {
+    ASSERT_EQ(mkfifo((directory / "late").c_str(), 0600), 0);
+    const Json entry{{"name", "late"}, {"kind", "send"}, {"input", "late"}, {"to", {"udp://127.0.0.1:7"}}};
+    const std::string path =
+        "/api/graphs/" + Json::parse(bodyOf(change("POST", "/api/graphs", entry.dump())))["id"].dump();
+    std::vector<HttpClient> runs;
+    for (int i = 0; i < 40; ++i) runs.emplace_back(kPort).say(requestOf("POST", path + "/run", "{}"));
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_EQ(statusOf(get("/")), 200);
+    EXPECT_EQ(statusOf(change("POST", path + "/remove", "{}")), 503) << "nobody writes into the pipe";
+    EXPECT_LT(std::chrono::steady_clock::now() - asked, std::chrono::seconds(2));
+    for (auto& one : runs) EXPECT_EQ(statusOf(one.hear()), 200);
+    EXPECT_EQ(statusOf(change("POST", path + "/remove", "{}")), 200) << "who has waited leaves a place";
 }
 
 TEST_F(HostileClient, MayHaveSixteenEventStreamsAndNoMore) {
@@ -265,7 +312,7 @@ std::string mutated(std::string text, std::mt19937& random) {
 TEST_F(HostileClient, LeavesNothingBehindWithRandomEntriesAndPersistedStreams) {
     std::mt19937 random(20'261);
     const std::vector<std::string> entries{
-        R"({"name":"a","kind":"send","input":"/dev/null","to":["udp://127.0.0.1:6000"],"offset_ms":10,"loop":true})",
+        R"({"name":"a","kind":"send","input":"input.ts","to":["udp://127.0.0.1:6000"],"offset_ms":10,"loop":true})",
         R"({"name":"b","kind":"receive","input":"udp://10.0.0.1@232.1.1.1:6000?local=127.0.0.1","timeout_ms":500})",
         R"({"name":"c","kind":"relay","input":"udp://@127.0.0.1:6001","to":["udp://127.0.0.1:6002"],"pacing":false})"};
     for (int i = 0; i < 120; ++i) {
@@ -288,6 +335,64 @@ TEST_F(HostileClient, LeavesNothingBehindWithRandomEntriesAndPersistedStreams) {
         EXPECT_EQ(statusOf(change("PUT", path, saved, "Content-Type: application/octet-stream\r\n")), 200);
         EXPECT_EQ(bodyOf(get(path)), saved);
     }
+}
+
+// What a running relay receives could then no longer be told from what it will receive, nor compared with what it
+// sends.
+TEST_F(HostileClient, GivesARelaysReceiverNoSettingsWhileItRunsAndLeadsNoRelaysInACircle) {
+    const Json entry{{"name", "r"}, {"kind", "relay"}, {"input", "udp://@:6100"}, {"to", {"udp://127.0.0.1:6101"}}};
+    const std::string added = change("POST", "/api/graphs", entry.dump());
+    ASSERT_EQ(statusOf(added), 201) << added;
+    const std::string path = "/api/graphs/" + Json::parse(bodyOf(added))["id"].dump();
+    const std::string saved = bodyOf(get(path + "/stream/receiver"));
+    const auto put = [&] {
+        return statusOf(change("PUT", path + "/stream/receiver", saved, "Content-Type: application/octet-stream\r\n"));
+    };
+    EXPECT_EQ(statusOf(change("POST", path + "/run", "{}")), 200);
+    EXPECT_EQ(put(), 409);
+    EXPECT_EQ(statusOf(change("POST", path + "/stop", "{}")), 200);
+    EXPECT_EQ(put(), 200);
+    Json back = entry;
+    back["name"] = "back";
+    back["input"] = "udp://@127.0.0.1:6101";
+    back["to"] = {"udp://127.0.0.1:6100"};
+    const std::string circle = change("POST", "/api/graphs", back.dump());
+    EXPECT_EQ(statusOf(circle), 422) << "which would send it round for ever";
+    EXPECT_NE(bodyOf(circle).find("'back' would receive what it sends, by way of 'r'"), std::string::npos) << circle;
+    EXPECT_EQ(statusOf(change("POST", path + "/remove", "{}")), 200);
+}
+
+TEST_F(HostileClient, ReachesNoFileThatIsNotTheConsolesToGive) {
+    std::filesystem::create_symlink("/etc", directory / "out");
+    std::filesystem::create_symlink(directory.string() + "-beside", directory / "dangling");
+    const auto add = [](const std::string& kind, const std::string& key, const std::string& file) {
+        Json entry{{"name", "f"}, {"kind", kind}, {key, file}, {kind == "send" ? "to" : "input", "udp://@:6000"}};
+        if (kind == "send") entry["to"] = {"udp://127.0.0.1:6000"};
+        entry["start"] = "stopped";
+        return change("POST", "/api/graphs", entry.dump());
+    };
+    const std::string outside = directory.string() + "-beside";
+    for (const char* file : {"/etc/passwd", "../x", outside.c_str(), "out/x", "dangling", "a/../../x", ".profile",
+                             "a/.b/x", "-", ".", "profile.json"}) {
+        EXPECT_EQ(statusOf(add("receive", "out", file)), 422) << file;
+        EXPECT_EQ(statusOf(add("send", "input", file)), 422) << file;
+    }
+    EXPECT_EQ(statusOf(add("receive", "out", "input.ts")), 422) << "what is there is not written over";
+    for (const auto& [kind, key, file] : {std::tuple("send", "input", "input.ts"), {"receive", "out", "a/new.ts"}}) {
+        const std::string answer = add(kind, key, file);
+        ASSERT_EQ(statusOf(answer), 201) << answer;
+        const Json graph = Json::parse(bodyOf(answer));
+        EXPECT_EQ(kind == std::string("send") ? graph["input"] : graph["output"][0], (directory / file).string());
+        const std::string path = "/api/graphs/" + graph["id"].dump();
+        if (kind == std::string("receive")) {  // somebody else takes its place meanwhile
+            std::filesystem::create_directory(directory / "a");
+            std::ofstream(directory / file) << "of somebody else";
+            change("POST", path + "/run", "{}");
+            EXPECT_EQ(std::filesystem::file_size(directory / file), 16U);
+        }
+        EXPECT_EQ(statusOf(change("POST", path + "/remove", "{}")), 200);
+    }
+    EXPECT_FALSE(std::filesystem::exists(outside));
 }
 
 TEST_F(HostileClient, NeedsTheAccessTokenWhereOthersReachTheConsole) {
@@ -313,15 +418,26 @@ TEST_F(HostileClient, NeedsTheAccessTokenWhereOthersReachTheConsole) {
         return statusOf(ask(8081, "GET /api/graphs HTTP/1.1\r\n" + head + "Cookie: a=b; " + cookie + "\r\n\r\n"));
     };
     const std::string right = login(R"({"token":"a-token-of-this-test"})");
-    const auto begin = right.find("mcgate_access=");
+    const auto begin = right.find("mcgate_access_8081=");
     ASSERT_NE(begin, std::string::npos) << right;
     EXPECT_EQ(list(right.substr(begin, right.find(';', begin) - begin)), 200);
-    EXPECT_EQ(list("mcgate_access=a-token-of-this-test"), 401);
+    EXPECT_EQ(list("mcgate_access_8081=a-token-of-this-test"), 401);
     EXPECT_EQ(list("c=d"), 401);
+    const auto bring = [&](const std::string& path, const std::string& secret, const std::string& host = "127.0.0.2") {
+        return statusOf(ask(8081, "GET " + path + " HTTP/1.1\r\nHost: " + host + ":8081\r\nAuthorization: Bearer " +
+                                      secret + "\r\n\r\n"));
+    };
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(bring("/metrics", "a-token-of-this-test"), 200) << "a monitor asks on";
+    EXPECT_EQ(bring("/api/graphs", "a-token-of-this-test"), 401) << "which may see nothing else";
+    EXPECT_EQ(bring("/metrics", "a-token-of-this-test", "evil.example"), 421);
+    EXPECT_EQ(bring("/metrics", "a-token-of-that-test"), 401);
     EXPECT_EQ(statusOf(ask(8081, "GET / HTTP/1.1\r\nHost: evil.example:8081\r\n\r\n")), 421);
     int status = 401;
     for (int i = 0; i < 100 && status == 401; ++i) status = statusOf(login(R"({"token":"a-token-of-that-test"})"));
     EXPECT_EQ(status, 429) << "tokens can't be tried out";
+    status = 401;
+    for (int i = 0; i < 100 && status == 401; ++i) status = bring("/metrics", "a-token-of-that-test");
+    EXPECT_EQ(status, 429) << "nor there";
 }
 
 }  // namespace

@@ -4,30 +4,31 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
-#include <condition_variable>
 #include <future>
 #include <thread>
-#include <tuple>
 
 #include "cli/url.h"
 #include "console/not_found.h"
 #include "interfaces/i_sender_config.h"
+#include "media/host/base_filter.h"
 #include "pages/resources.h"
 #include "platform/text.h"
+#include "support/failure_of.h"
 #include "support/plain_sockets.h"
 #include "system/receiving_graph.h"
 
 namespace {
 
-using mcgate::host::DialogThread;
-using mcgate::host::NotFound;
-using mcgate::host::PropertyPages;
-using mcgate::host::UsageError;
+using namespace mcgate::host;
 using mcgate::platform::BstrPtr;
 using mcgate::platform::toNarrow;
 using nlohmann::ordered_json;
 using test::ComPtr;
+
+constexpr std::uint16_t kPort = 45200;
+constexpr std::uint16_t kSilentPort = 45201;
 
 ordered_json controlOf(const ordered_json& dialog, int id) {
     for (const auto& one : dialog.at("controls")) {
@@ -38,71 +39,67 @@ ordered_json controlOf(const ordered_json& dialog, int id) {
 
 std::string textOf(const ordered_json& dialog, int id) { return controlOf(dialog, id).at("text"); }
 
-/// What was told of changes.
+/// The streams of which changes were told.
 class Told {
 public:
     PropertyPages::Changed sink() {
-        return [this](std::uint32_t stream, int page, std::uint64_t revision) {
-            const std::lock_guard hold(lock_);
-            told_.emplace_back(stream, page, revision);
-            arrived_.notify_all();
-        };
+        return [this](std::uint32_t stream, int, std::uint64_t) { told_.add(stream); };
     }
     /// Looks at the dialog whenever it is told to have changed, until `right` holds.
     bool untilDialog(PropertyPages& pages, std::uint32_t stream,
                      const std::function<bool(const ordered_json&)>& right) {
-        const auto end = std::chrono::steady_clock::now() + test::kDeadline;
-        for (;;) {
-            std::unique_lock hold(lock_);
-            const auto isTold = [&] { return !told_.empty() && std::get<0>(told_.back()) == stream; };
-            if (!arrived_.wait_until(hold, end, isTold)) return false;
-            told_.clear();
-            hold.unlock();
-            if (right(pages.dialog(stream, 0))) return true;
+        do {
+            if (!told_.waitFor([&](const auto& all) { return !all.empty() && all.back() == stream; })) return false;
+            told_.take();
+        } while (!right(pages.dialog(stream, 0)));
+        return true;
+    }
+    std::ptrdiff_t countOf(std::uint32_t stream) {
+        const auto all = told_.all();
+        return std::count(all.begin(), all.end(), stream);
+    }
+
+private:
+    test::Notes<std::uint32_t> told_;
+};
+
+/// Datagrams to 127.0.0.1, every five milliseconds, until its end.
+std::jthread drip(std::uint16_t port) {
+    return std::jthread([port](const std::stop_token& end) {
+        const test::PlainSocket socket(AF_INET);
+        const test::Endpoint to("127.0.0.1", port);
+        while (!end.stop_requested()) {
+            sendto(socket.get(), "drip", 4, 0, to.get(), to.length);
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
         }
-    }
-    std::size_t countOf(std::uint32_t stream) {
-        const std::lock_guard hold(lock_);
-        return static_cast<std::size_t>(
-            std::count_if(told_.begin(), told_.end(), [&](const auto& one) { return std::get<0>(one) == stream; }));
-    }
-
-private:
-    std::mutex lock_;
-    std::condition_variable arrived_;
-    std::vector<std::tuple<std::uint32_t, int, std::uint64_t>> told_;
-};
-
-/// Datagrams to 127.0.0.1, every five milliseconds.
-class Drip {
-public:
-    explicit Drip(std::uint16_t port)
-        : thread_([this, port] {
-              const test::PlainSocket socket(AF_INET);
-              const test::Endpoint to("127.0.0.1", port);
-              while (ended_.wait_for(std::chrono::milliseconds(5)) == std::future_status::timeout) {
-                  sendto(socket.get(), "drip", 4, 0, to.get(), to.length);
-              }
-          }) {}
-    ~Drip() {
-        end_.set_value();
-        thread_.join();
-    }
-
-private:
-    std::promise<void> end_;
-    std::future<void> ended_ = end_.get_future();
-    std::thread thread_;
-};
-
-std::uint16_t freePort() {
-    const test::PlainSocket socket(AF_INET);
-    EXPECT_TRUE(socket.bind(test::Endpoint("127.0.0.1", 0), false));
-    sockaddr_in name{};
-    socklen_t length = sizeof name;
-    getsockname(socket.get(), reinterpret_cast<sockaddr*>(&name), &length);
-    return ntohs(name.sin_port);
+    });
 }
+
+/// A sender filter; while its pages are being made, something else happens.
+class SlowSender final : public CBaseFilter, public ISpecifyPropertyPages {
+public:
+    SlowSender(ComPtr<IBaseFilter> sender, std::function<void()> meanwhile)
+        : CBaseFilter("Slow", nullptr, &filterLock_, GUID_NULL),
+          sender_(std::move(sender)),
+          meanwhile_(std::move(meanwhile)) {}
+    MCGATE_DECLARE_IUNKNOWN
+    HRESULT NonDelegatingQueryInterface(const GUID& id, void** object) override {
+        if (id == ISpecifyPropertyPages::iid) return GetInterface(static_cast<ISpecifyPropertyPages*>(this), object);
+        if (id == ISenderConfig::iid) return sender_->QueryInterface(id, object);
+        return CBaseFilter::NonDelegatingQueryInterface(id, object);
+    }
+    int GetPinCount() override { return 0; }
+    CBasePin* GetPin(int) override { return nullptr; }
+    HRESULT GetPages(CAUUID* pages) override {
+        meanwhile_();
+        return sender_.query<ISpecifyPropertyPages>()->GetPages(pages);
+    }
+
+private:
+    CCritSec filterLock_;
+    const ComPtr<IBaseFilter> sender_;
+    const std::function<void()> meanwhile_;
+};
 
 struct PropertyPagesTest : testing::Test {
     const test::RegisteredModule& module = test::RegisteredModule::once();
@@ -157,18 +154,16 @@ TEST_F(PropertyPagesTest, WhatIsTypedReachesTheFilterByTheButton) {
 }
 
 TEST_F(PropertyPagesTest, WhatTheFilterChangesShowsAtOnce) {
-    const std::uint16_t port = freePort();
-    const Drip drip(port);
-    test::ReceivingGraph graph(port, "127.0.0.1", "0.0.0.0", "", 300);
+    const std::jthread dripping = drip(kPort);
+    test::ReceivingGraph graph(kPort, "127.0.0.1", "0.0.0.0", "", 300);
     ASSERT_EQ(pages.pagesOf(1, {graph.filter, {}}).size(), 1U);
     graph.start();
     const auto shows = [](int id, const std::string& text) {
         return [=](const ordered_json& dialog) { return textOf(dialog, id) == text; };
     };
     EXPECT_TRUE(told.untilDialog(pages, 1, shows(page_ids::kDataState, "Data present")));
-    const std::uint16_t silent = freePort();
-    ASSERT_EQ(graph.config->SetSource(silent, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
-    EXPECT_TRUE(told.untilDialog(pages, 1, shows(page_ids::kPort, std::to_string(silent))));
+    ASSERT_EQ(graph.config->SetSource(kSilentPort, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
+    EXPECT_TRUE(told.untilDialog(pages, 1, shows(page_ids::kPort, std::to_string(kSilentPort))));
     EXPECT_EQ(textOf(pages.dialog(1, 0), page_ids::kDataState), "No data");
     pages.forget(1);
 }
@@ -188,15 +183,27 @@ TEST_F(PropertyPagesTest, AReloadedPageShowsWhatTheFilterHasAndItsRevisionGoesOn
     EXPECT_EQ(textOf(pages.dialog(1, 0), page_ids::kAddress), "");
 }
 
+TEST_F(PropertyPagesTest, WhoAsksWhilePagesAreBeingMadeGetsThemToo) {
+    std::future<std::size_t> other;
+    ComPtr<IBaseFilter> slow;
+    slow = new SlowSender(sender, [&] {
+        other = std::async(std::launch::async, [&] { return pages.pagesOf(1, {{}, slow}).size(); });
+        other.wait_for(std::chrono::milliseconds(200));  // time enough for a hasty answer
+    });
+    EXPECT_EQ(pages.pagesOf(1, {{}, slow}).size(), 1U);
+    EXPECT_EQ(other.get(), 1U);
+}
+
 TEST_F(PropertyPagesTest, AStreamIsForgottenWhileChangesCome) {
-    const std::uint16_t ports[] = {freePort(), freePort()};
-    const Drip drip(ports[0]);
-    test::ReceivingGraph graph(ports[0], "127.0.0.1", "0.0.0.0", "", 50);
+    const std::jthread dripping = drip(kPort);
+    test::ReceivingGraph graph(kPort, "127.0.0.1", "0.0.0.0", "", 50);
     graph.start();
     std::atomic<std::uint32_t> stream{1};
     std::atomic<bool> ended{false};
     std::thread filter([&] {
-        for (int turn = 0; !ended; ++turn) graph.config->SetSource(ports[turn % 2], u"127.0.0.1", u"0.0.0.0", u"");
+        for (bool silent = true; !ended; silent = !silent) {
+            graph.config->SetSource(silent ? kSilentPort : kPort, u"127.0.0.1", u"0.0.0.0", u"");
+        }
     });
     std::thread browser([&] {
         for (int turn = 0; !ended; ++turn) {
@@ -213,7 +220,7 @@ TEST_F(PropertyPagesTest, AStreamIsForgottenWhileChangesCome) {
         ASSERT_EQ(pages.pagesOf(stream, {graph.filter, {}}).size(), 1U);
         pages.command(stream, 0, page_ids::kApply);
         pages.forget(stream);
-        const std::size_t count = told.countOf(stream);
+        const auto count = told.countOf(stream);
         EXPECT_THROW(pages.dialog(stream, 0), NotFound);
         EXPECT_TRUE(pages.pagesOf(stream, {graph.filter, {}}).empty());
         pages.reload(stream);
@@ -228,14 +235,9 @@ TEST(DialogThread, GivesUpAJobThatCannotBeginAndSaysThatALongOneGoesOn) {
     std::promise<void> begun;
     std::promise<void> go;
     std::atomic<int> done{0};
-    DialogThread thread([] { return false; }, std::chrono::milliseconds(50));
-    const auto fault = [&](const std::function<void()>& job) -> std::string {
-        try {
-            thread.run(job);
-            return "";
-        } catch (const std::runtime_error& error) {
-            return error.what();
-        }
+    DialogThread thread([] { return false; }, std::chrono::milliseconds(500));
+    const auto fault = [&](const std::function<void()>& job) {
+        return test::failureOf<std::runtime_error>([&] { thread.run(job); });
     };
     EXPECT_EQ(fault([&] {
                   begun.set_value();

@@ -48,6 +48,12 @@ struct Live {
         for (int i = 0; i < count; ++i) come(begin + i * kSpacing);
         return begin + count * kSpacing;
     }
+    /// Those of out from this number on have the times of their arrivals.
+    void expectArrivals(std::size_t from) const {
+        for (std::size_t i = from; i < out.size(); ++i) {
+            EXPECT_NEAR(static_cast<double>(out[i].time), static_cast<double>(arrivals[i]), 100) << i;
+        }
+    }
     std::vector<std::size_t> breaks() const {
         std::vector<std::size_t> found;
         for (std::size_t i = 0; i < out.size(); ++i) {
@@ -113,9 +119,7 @@ TEST(DatagramStamper, APcrThatStaysAwayIsNotWaitedForAndAnotherPidTakesOver) {
     live.pid = 0x200;
     live.pcr = 12'345;
     now = live.flow(now + kSpacing, 100);
-    for (std::size_t i = 650; i < live.out.size(); ++i) {
-        EXPECT_NEAR(static_cast<double>(live.out[i].time), static_cast<double>(live.arrivals[i]), 100) << i;
-    }
+    live.expectArrivals(650);
     EXPECT_TRUE(live.breaks().empty());
     // While a pid has PCRs, those of others don't count.
     live.pid = 0x300;
@@ -139,8 +143,7 @@ TEST(DatagramStamper, ABreakOfTheClockIsNoneOfTheTimes) {
     // Half a second of datagrams is lost: what comes behind belongs to the time in which it comes.
     live.pcr += 250 * kPcrPerDatagram;
     live.flow(now + kSecond / 2, 200);
-    EXPECT_NEAR(static_cast<double>(live.out.back().time), static_cast<double>(live.arrivals[live.out.size() - 1]),
-                100);
+    live.expectArrivals(live.out.size() - 1);
     EXPECT_TRUE(live.breaks().empty());
 }
 
@@ -154,9 +157,7 @@ TEST(DatagramStamper, ASilenceIsADiscontinuityAndItsFirstDatagramGoesAtOnce) {
     EXPECT_EQ(live.out.back().time, end + 6 * kSecond);
     live.flow(end + 6 * kSecond + kSpacing, 100);
     EXPECT_EQ(live.breaks(), std::vector<std::size_t>{95});
-    for (std::size_t i = 0; i < live.out.size(); ++i) {
-        EXPECT_NEAR(static_cast<double>(live.out[i].time), static_cast<double>(live.arrivals[i]), 100) << i;
-    }
+    live.expectArrivals(0);
 }
 
 TEST(DatagramStamper, AScaleThatWasSetByAHeldUpDatagramIsSetAnew) {

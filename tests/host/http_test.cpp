@@ -57,11 +57,38 @@ TEST(HttpServer, AnswersWhatIsRightAndWithinItsLimits) {
     EXPECT_TRUE(served.answer(post(5000)).ends_with("\r\n\r\n" + std::string(5000, 'x')));
     EXPECT_TRUE(begins(served.answer(post(5001)), "HTTP/1.1 413"));
     EXPECT_TRUE(begins(served.answer(post(1 << 20)), "HTTP/1.1 413")) << "a reset took the answer along";
-    EXPECT_TRUE(begins(served.answer("nonsense\r\n\r\n"), "HTTP/1.1 400"));
-    std::string fields = "GET /page HTTP/1.1\r\n";
-    while (fields.size() < 20'000) fields += "A: b\r\n";
-    EXPECT_FALSE(begins(served.answer(fields + "\r\n"), "HTTP/1.1 200"));
     EXPECT_THROW(HttpServer(served.server().address(), limits), std::runtime_error) << "the port is taken";
+}
+
+TEST(HttpServer, TellsWhyARequestCanNotBeRead) {
+    HttpLimits hasty;
+    hasty.request = std::chrono::milliseconds(200);
+    hasty.body = 10;
+    const Served served({});
+    const Served servedInHaste(hasty);
+    const auto expect = [&](const std::string& request, int status, const std::string& reason) {
+        const std::string answer = (status == 408 ? servedInHaste : served).answer(request);
+        EXPECT_EQ(test::statusOf(answer), status) << answer;
+        EXPECT_NE(answer.find(reason), std::string::npos) << answer;
+    };
+    const auto headOf = [](std::size_t size) {
+        std::string head = "GET /page HTTP/1.1\r\n";
+        while (head.size() + 16 < size) head += "A: b\r\n";
+        return head + "B: " + std::string(size - head.size() - 7, 'b') + "\r\n\r\n";
+    };
+    expect(headOf(16'384), 200, "here");
+    expect(headOf(16'385), 431, "head of the request is over 16384 bytes");
+    expect(headOf(1 << 20), 431, "head of the request is over 16384 bytes");
+    expect("GET /page HTTP/1.1\r\nA: " + std::string(9000, 'b') + "\r\n\r\n", 431, "header field is over 8192");
+    expect("GET /" + std::string(9000, 'x') + " HTTP/1.1\r\n\r\n", 414, "request line is over 8192");
+    expect("GET /" + std::string(20'000, 'x'), 414, "request line is over 8192");
+    expect("nonsense\r\n\r\n", 400, "such as 'GET / HTTP/1.1'");
+    expect("GET /page HTTP/1.1\r\nHos", 408, "too slowly");
+    expect("POST /echo HTTP/1.1\r\nContent-Length: 9\r\n\r\n1", 408, "too slowly");
+    test::HttpClient cut = served.client();
+    cut.say("GET /page HTTP/1.1\r\nHos");
+    cut.finish();
+    EXPECT_NE(cut.hear().find("the request broke off"), std::string::npos);
 }
 
 TEST(HttpServer, ClientsThatSayNothingDelayOthersAndTheEndByLittle) {

@@ -68,7 +68,7 @@ TEST(MetricsPage, HasWhatItsDocumentLists) {
     values.datagrams = values.bytes = values.receivedDatagrams = values.receivedBytes = values.droppedSamples = 1;
     values.kernelDrops = values.continuityErrors = values.queuedSamples = values.bufferFullNotices = 1;
     values.holdBackMs = 40;
-    values.spacing = StreamValues::Spacing{};
+    values.spacing = SpacingMeter::Figures{};
     values.interfaces["eth0"] = true;
     relay.snapshot.totals = countsOf(values, relay.kind);
     std::set<std::string> documented;
@@ -94,6 +94,8 @@ TEST(MetricsServer, GivesThePageAndNothingElse) {
     for (const auto& other : {client.Get("/"), client.Post("/metrics"), client.Get("/metrics/x")}) {
         EXPECT_TRUE(other && other->status == 404);
     }
+    const auto foreign = client.Get("/metrics", {{"Host", "evil.example"}});
+    EXPECT_TRUE(foreign && foreign->status == 421) << "a name that was made to point here";
 }
 
 }  // namespace

@@ -46,4 +46,22 @@ TEST(OutputFile, AStopRequestThatIsTakenBackGivesUpNothingLater) {
     std::filesystem::remove_all(directory);
 }
 
+TEST(OutputFile, ANewOneWritesOverNothingAndFollowsNoLink) {
+    const auto directory = std::filesystem::temp_directory_path() / ("mcgate-new-" + std::to_string(getpid()));
+    std::filesystem::create_directory(directory);
+    const auto opened = [&](const char* name, OutputFile::Begin begin = OutputFile::Begin::New) {
+        const OutputFile file((directory / name).string(), [] { return true; }, begin);
+    };
+    std::filesystem::create_symlink(directory / "elsewhere", directory / "link");
+    ASSERT_EQ(mkfifo((directory / "pipe").c_str(), 0600), 0);
+    EXPECT_NO_THROW(opened("file"));
+    EXPECT_THROW(opened("file"), std::runtime_error);
+    EXPECT_NO_THROW(opened("file", OutputFile::Begin::AppendOwn));
+    EXPECT_THROW(opened("link"), std::runtime_error);
+    EXPECT_THROW(opened("link", OutputFile::Begin::AppendOwn), std::runtime_error);
+    EXPECT_NO_THROW(opened("pipe"));
+    EXPECT_FALSE(std::filesystem::exists(directory / "elsewhere"));
+    std::filesystem::remove_all(directory);
+}
+
 }  // namespace

@@ -46,10 +46,7 @@ TEST(SavedConfiguration, IsToldInWordsOrRefusedWithPlaceAndReason) {
         result.insert(result.end(), whole.begin() + static_cast<std::ptrdiff_t>(end), whole.end());
         return result;
     };
-    const struct {
-        Bytes content;
-        const char* text;
-    } cases[] = {
+    const std::pair<Bytes, const char*> cases[] = {
         {goldenBytes(25, {}), "a sender to 0 destinations"},
         {sender(), "a sender to 1 destination | to 239.1.2.3, port 5000, from 10.0.0.1"},
         {goldenBytes(410, {}), "a receiver, not configured"},
@@ -69,7 +66,7 @@ TEST(SavedConfiguration, IsToldInWordsOrRefusedWithPlaceAndReason) {
          "offset 25: the local address has the family 10; right would be 2 (IPv4), 23 (IPv6) or 0 (none)"},
         {without(154, 282), "offset 282: a source without a group"},
     };
-    for (const auto& one : cases) EXPECT_EQ(shown(one.content), one.text);
+    for (const auto& [content, text] : cases) EXPECT_EQ(shown(content), text);
     const std::string text = shown(many);
     EXPECT_EQ(text.rfind("a sender to 256 destinations | ", 0), 0U);
     EXPECT_NE(text.find("a load takes the first 0 alone"), std::string::npos);

@@ -12,61 +12,9 @@ namespace {
 using namespace mcgate::host;
 using test::generated;
 
-bool waitForEnd(FilterGraph& graph) {
-    const auto event = graph.nextEvent(test::kDeadline);
-    return event && event->code == EC_COMPLETE;
-}
-
-TEST(TsFileSource, AFileArrivesWholeWithItsPaddingBehind) {
-    const auto content = generated(3.0);
-    const test::TemporaryFile in(content);
-    const test::TemporaryFile out;
-    const auto graph = FilterGraph::create();
-    const auto source = TsFileSource::create({in.path(), false, false});
-    EXPECT_NEAR(source->bitRate(), 4'000'000, 20'000);
-    const auto sink = FileSink::create(out.path());
-    ASSERT_EQ(graph->addFilter(source.get(), "source"), S_OK);
-    ASSERT_EQ(graph->addFilter(sink.get(), "sink"), S_OK);
-    ASSERT_EQ(graph->connect(source->GetPin(0), sink->GetPin(0)), S_OK);
-    ASSERT_EQ(graph->run(), S_OK);
-    ASSERT_TRUE(waitForEnd(*graph));
-    graph->tearDown();
-    auto expected = content;
-    for (int i = 0; i < 7; ++i) {
-        const auto padding = nullPacket();
-        expected.insert(expected.end(), padding.begin(), padding.end());
-    }
-    EXPECT_EQ(out.content(), expected);
-    EXPECT_EQ(source->figures().bytes, content.size());
-    EXPECT_EQ(sink->figures().stream.continuityErrors, 0U);
-}
-
-TEST(TsFileSource, SamplesAreStampedNumberedAndAtMostASecondAhead) {
-    const test::TemporaryFile in(generated(4.0));
-    const auto graph = FilterGraph::create();
-    const auto source = TsFileSource::create({in.path(), true, false});
-    const mcgate::platform::ComPtr<test::CollectingFilter> collector(new test::CollectingFilter);
-    ASSERT_EQ(graph->addFilter(source.get(), "source"), S_OK);
-    ASSERT_EQ(graph->addFilter(collector.get(), "collector"), S_OK);
-    ASSERT_EQ(graph->connect(source->GetPin(0), collector->input()), S_OK);
-    ASSERT_EQ(graph->run(), S_OK);
-    ASSERT_TRUE(collector->waitForSamples(500));
-    graph->stop();
-    const auto samples = collector->samples();
-    const double perSample = 7 * 188 * 8 / 4'000'000.0 * kTicksPerSecond;
-    for (std::size_t i = 0; i < 500; ++i) {
-        EXPECT_NEAR(static_cast<double>(samples[i].start), static_cast<double>(i) * perSample, 2'000) << i;
-        EXPECT_EQ(samples[i].dataId, i + 1);
-        EXPECT_EQ(samples[i].discontinuity, i == 0);
-        const std::chrono::duration<double> since = samples[i].arrived - samples[0].arrived;
-        EXPECT_GE(since.count(), static_cast<double>(samples[i].start) / kTicksPerSecond - 1.01) << i;
-    }
-    graph->tearDown();
-}
-
-/// A source that sends as fast as it can to a collector.
+/// A source before a collector.
 struct Collecting {
-    Collecting(const std::string& path, bool loop) : source(TsFileSource::create({path, false, loop})) {
+    explicit Collecting(const TsFileSourceOptions& options) : source(TsFileSource::create(options)) {
         EXPECT_EQ(graph->addFilter(source.get(), "source"), S_OK);
         EXPECT_EQ(graph->addFilter(collector.get(), "collector"), S_OK);
         EXPECT_EQ(graph->connect(source->GetPin(0), collector->input()), S_OK);
@@ -78,6 +26,23 @@ struct Collecting {
     const mcgate::platform::ComPtr<test::CollectingFilter> collector{new test::CollectingFilter};
 };
 
+TEST(TsFileSource, SamplesAreStampedNumberedAndAtMostASecondAhead) {
+    const test::TemporaryFile in(generated(4.0));
+    Collecting run({in.path(), true, false});
+    ASSERT_EQ(run.graph->run(), S_OK);
+    ASSERT_TRUE(run.collector->waitForSamples(500));
+    run.graph->stop();
+    const auto samples = run.collector->samples();
+    const double perSample = 7 * 188 * 8 / 4'000'000.0 * kTicksPerSecond;
+    for (std::size_t i = 0; i < 500; ++i) {
+        EXPECT_NEAR(static_cast<double>(samples[i].start), static_cast<double>(i) * perSample, 2'000) << i;
+        EXPECT_EQ(samples[i].dataId, i + 1);
+        EXPECT_EQ(samples[i].discontinuity, i == 0);
+        const std::chrono::duration<double> since = samples[i].arrived - samples[0].arrived;
+        EXPECT_GE(since.count(), static_cast<double>(samples[i].start) / kTicksPerSecond - 1.01) << i;
+    }
+}
+
 TEST(TsFileSource, AnInputThatBreaksOffArrivesUpToThereAndTellsWhy) {
     const auto good = generated(1.0);
     auto content = good;
@@ -86,19 +51,22 @@ TEST(TsFileSource, AnInputThatBreaksOffArrivesUpToThereAndTellsWhy) {
         content.insert(content.end(), good.begin() + i * 188, good.begin() + (i + 1) * 188);
     }
     const test::TemporaryFile in(content);
-    Collecting run(in.path(), false);
+    Collecting run({in.path(), false, false});
     ASSERT_EQ(run.graph->run(), S_OK);
-    ASSERT_TRUE(run.collector->waitForEnds(1));
+    ASSERT_TRUE(run.collector->waitForEnd());
     auto came = run.collector->bytes();
     EXPECT_EQ(came.size(), good.size() + 7 * kPacketSize) << "padding pushes the last bytes out";
+    EXPECT_EQ(ts_get_pid(&came.at(good.size())), kNullPid);
     came.resize(good.size());
     EXPECT_EQ(came, good);
+    EXPECT_EQ(run.source->figures().bytes, good.size());
+    EXPECT_NEAR(run.source->bitRate(), 4'000'000, 20'000);
     EXPECT_NE(run.source->figures().error.find("packets of 192 bytes"), std::string::npos);
 }
 
 TEST(TsFileSource, ARefusedSampleEndsTheRunWithAReason) {
     const test::TemporaryFile in(generated(1.0));
-    Collecting run(in.path(), false);
+    Collecting run({in.path(), false, false});
     run.collector->failWith(E_OUTOFMEMORY);
     ASSERT_EQ(run.graph->run(), S_OK);
     const auto event = run.graph->nextEvent(test::kDeadline);
@@ -109,11 +77,11 @@ TEST(TsFileSource, ARefusedSampleEndsTheRunWithAReason) {
 
 TEST(TsFileSource, ALoopEndsWhenItsFileWasEmptied) {
     const test::TemporaryFile in(generated(0.5));
-    Collecting run(in.path(), true);
+    Collecting run({in.path(), false, true});
     ASSERT_EQ(run.graph->run(), S_OK);
     ASSERT_TRUE(run.collector->waitForSamples(1000)) << "more than one pass";
     std::ofstream(in.path(), std::ios::trunc).close();
-    EXPECT_TRUE(run.collector->waitForEnds(1));
+    EXPECT_TRUE(run.collector->waitForEnd());
 }
 
 TEST(TsFileSource, InputsWithoutAPaceAreRefused) {

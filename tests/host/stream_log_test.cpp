@@ -10,10 +10,7 @@
 
 namespace {
 
-using mcgate::host::Notice;
-using mcgate::host::NoticePrinter;
-using mcgate::host::ReportForm;
-using mcgate::host::StreamLog;
+using namespace mcgate::host;
 
 /// A stream's log whose notices are printed in one form, and the lines of that.
 struct Written {

@@ -89,8 +89,9 @@ TEST(Terminal, LinesStandAboveLiveRowsThatAreDrawnInPlaceAtAnyWidth) {
     screen.size.columns = 120;
     terminal.show(rowsOf(sending()));
     EXPECT_EQ(screen.rows.size(), 4U) << screen.all();
-    EXPECT_EQ(screen.rows[2].substr(0, 83),
-              "send 0:01:23  data present  20.00 Mbit/s  pass 2 [########------------] 41 %, 0:00:");
+    EXPECT_EQ(screen.rows[2].substr(0, 90),
+              "send 0:01:23  data present  20.00 Mbit/s  pass 2 [########------------] 41 %, 0:00:35 left")
+        << "by the pace of all passes";
     screen.size = {20, 4};
     terminal.show(rowsOf(sending()));
     terminal.show(nullptr);
@@ -113,17 +114,40 @@ TEST(StreamTable, KeepsItsFirstColumnsAndTheRowsOfStreamsInTrouble) {
     Screen screen;
     Terminal terminal(screen.device());
     const LiveStream failed{"b", "failed", 0, {}, {}};
-    const auto rows = [&](const Terminal::Size& room) { return streamTable({sending(), sending(), failed}, room); };
+    LiveStream lossy = sending();
+    lossy.values.destinations = {{"udp://10.0.0.9:1", "no way"}};
+    const auto rows = [&](const Terminal::Size& room) { return streamTable({sending(), lossy, failed}, room); };
     terminal.show(rows);
     EXPECT_EQ(screen.all(),
-              "stream  state         Mbit/s     time\n"
-              "send    data present   20.00  0:01:23\n"
-              "send    data present   20.00  0:01:23\n"
-              "b       failed             -        -\n");
+              "stream  state   Mbit/s     time\n"
+              "send    data     20.00  0:01:23\n"
+              "send    1 lost   20.00  0:01:23\n"
+              "b       failed       -        -\n");
     screen.size.lines = 4;
     terminal.show(rows);
     EXPECT_EQ(screen.rows[1].substr(0, 22), "b       failed       -");
     EXPECT_EQ(screen.rows[2], "and 2 more");
+    screen.size.columns = 80;
+    LiveStream named = sending();
+    named.name = "fourteen signs";
+    named.values = {};
+    named.values.datagrams = 999'999'999;
+    terminal.show([&](const Terminal::Size& room) { return streamTable({named}, room); });
+    EXPECT_NE(screen.rows[0].find("p99 ms"), std::string::npos) << screen.all();
+}
+
+TEST(StreamRows, TellOfSeveralDestinationsThoseFirstThatAreLost) {
+    LiveStream stream = sending();
+    const std::size_t before = streamRows(stream, 80).size();
+    stream.values.destinations = {{"udp://10.0.0.1:1", ""}};
+    EXPECT_EQ(streamRows(stream, 80).size(), before);
+    for (int i = 2; i < 12; ++i) stream.values.destinations.push_back({"udp://10.0.0." + std::to_string(i) + ":1", ""});
+    stream.values.destinations.back().fault = "lost";
+    const auto rows = streamRows(stream, 80);
+    ASSERT_EQ(rows.size(), before + 8);
+    EXPECT_EQ(rows[before][0].text + rows[before][1].text, "  to udp://10.0.0.11:1  lost");
+    EXPECT_EQ(rows[before + 1][0].text + rows[before + 1][1].text, "  to udp://10.0.0.1:1  sent");
+    EXPECT_EQ(rows.back()[0].text, "  and 4 more");
 }
 
 TEST(RunSummary, CountsOutagesByTheirTimes) {
@@ -139,13 +163,21 @@ TEST(RunSummary, CountsOutagesByTheirTimes) {
     warning.level = 1;
     warning.text = "dropping";
     summary.heed(warning);
+    values.destinations = {{"udp://10.0.0.8:1", ""}, {"udp://10.0.0.9:1", "no way"}};
     const std::string text = summary.finish(StreamKind::Receive, values, 10, 0.5e6);
     EXPECT_NE(text.find("first seen after 1.0 s; gone 2 times, 6.0 s in all, 4.0 s at the longest\n"),
               std::string::npos)
         << text;
     EXPECT_NE(text.find("0.50 Mbit/s mean, 1.00 Mbit/s in the peak second\n"), std::string::npos) << text;
     EXPECT_NE(text.find("0 errors, 1 warning; the last one: dropping\n"), std::string::npos) << text;
+    EXPECT_NE(text.find("longest\nunreachable udp://10.0.0.9:1: no way\ntold "), std::string::npos) << text;
     EXPECT_NE(text.find("received    1 datagram, 0 bytes\n"), std::string::npos) << text;
+    const StreamRecord north{"north", false, 0, {{"udp://10.0.0.9:1", "no way"}}};
+    const std::string ofSeveral = summary.finish({north, {"east", true, 0, {}}, {"west", true, 2, {}}}, 10);
+    EXPECT_NE(ofSeveral.find("0:00:10\ndata        north: none ever came, west: gone 2 times\n"
+                             "unreachable 1 destination lost\nunreachable north: udp://10.0.0.9:1: no way\ntold "),
+              std::string::npos)
+        << ofSeveral;
 }
 
 }  // namespace

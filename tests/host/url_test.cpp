@@ -2,17 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include "support/failure_of.h"
+
 namespace {
 
 using namespace mcgate::host;
 
 TEST(Url, ReceiveUrlsSayWhereAndWhat) {
-    const struct {
-        const char* text;
-        const char* source;
-        const char* group;
-        const char* local;
-    } cases[] = {
+    const std::tuple<std::string, std::string, std::string, std::string> cases[] = {
         {"udp://@:5000", "", "0.0.0.0", "0.0.0.0"},
         {"udp://@10.0.0.2:5000", "", "0.0.0.0", "10.0.0.2"},
         {"udp://@:5000?local=10.0.0.2", "", "0.0.0.0", "10.0.0.2"},
@@ -21,12 +18,12 @@ TEST(Url, ReceiveUrlsSayWhereAndWhat) {
         {"udp://@[ff15::1]:5000?local=[fd00::2]", "", "ff15::1", "fd00::2"},
         {"udp://@[::1]:5000", "", "::", "::1"},
     };
-    for (const auto& one : cases) {
-        const ReceiveUrl url = parseReceiveUrl(one.text);
-        EXPECT_EQ(url.source, one.source) << one.text;
-        EXPECT_EQ(url.group, one.group) << one.text;
-        EXPECT_EQ(url.local, one.local) << one.text;
-        EXPECT_EQ(url.port, 5000) << one.text;
+    for (const auto& [text, source, group, local] : cases) {
+        const ReceiveUrl url = parseReceiveUrl(text);
+        EXPECT_EQ(url.source, source) << text;
+        EXPECT_EQ(url.group, group) << text;
+        EXPECT_EQ(url.local, local) << text;
+        EXPECT_EQ(url.port, 5000) << text;
     }
 }
 
@@ -57,19 +54,12 @@ TEST(Url, WrongOnesAreRefusedInOneLineThatNamesTheFault) {
         {"udp://@240.0.0.1:5000", "neither unicast nor multicast"},
         {"udp://@10.0.0.2:5000?local=10.0.0.3", "no place"},
     };
-    const auto refusal = [](auto&& parse, const char* text) -> std::string {
-        try {
-            parse(text);
-        } catch (const UsageError& problem) {
-            return problem.what();
-        }
-        return "accepted";
-    };
-    for (const auto& [text, fault] : receive) {
-        const auto said = refusal(parseReceiveUrl, text);
+    const auto expectFault = [](auto&& parse, const char* text, const char* fault) {
+        const auto said = test::failureOf<UsageError>([&] { parse(text); });
         EXPECT_NE(said.find(fault), std::string::npos) << text << ": " << said;
         EXPECT_EQ(said.find('\n'), std::string::npos);
-    }
+    };
+    for (const auto& [text, fault] : receive) expectFault(parseReceiveUrl, text, fault);
     const std::pair<const char*, const char*> send[] = {{"udp://@239.1.1.1:5000", "no '@'"},
                                                         {"udp://:5000", "no address"},
                                                         {"udp://255.255.255.255:5000", "can't be sent to"},
@@ -79,10 +69,7 @@ TEST(Url, WrongOnesAreRefusedInOneLineThatNamesTheFault) {
                                                         {"udp://239.1.1.1:5000?local=224.0.0.1", "no unicast address"},
                                                         {"udp://239.1.1.1:5000?local=0.0.0.0", "names none"},
                                                         {"udp://[10.0.0.1]:5000", "only an IPv6 address"}};
-    for (const auto& [text, fault] : send) {
-        const auto said = refusal(parseSendUrl, text);
-        EXPECT_NE(said.find(fault), std::string::npos) << text << ": " << said;
-    }
+    for (const auto& [text, fault] : send) expectFault(parseSendUrl, text, fault);
     EXPECT_EQ(parseSendUrl("udp://[ff15::1]:65535?local=[fd00::1]").remote, "ff15::1");
 }
 

@@ -8,6 +8,7 @@
 
 #include "media/media_sample.h"
 #include "media/mem_allocator.h"
+#include "support/eventually.h"
 
 using mcgate::platform::ComPtr;
 
@@ -15,27 +16,26 @@ namespace {
 
 constexpr ALLOCATOR_PROPERTIES kFourSmall{4, 100, 32, 0};
 
-ComPtr<CMemAllocator> makePool(ALLOCATOR_PROPERTIES request = kFourSmall) {
-    ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
-    ALLOCATOR_PROPERTIES actual;
-    EXPECT_EQ(pool->SetProperties(&request, &actual), S_OK);
-    return pool;
-}
-
-ComPtr<IMediaSample> take(CMemAllocator& pool, std::uint32_t flags = AM_GBF_NOWAIT) {
-    ComPtr<IMediaSample> sample;
-    EXPECT_EQ(pool.GetBuffer(sample.put(), nullptr, nullptr, flags), S_OK);
-    return sample;
-}
-
-HRESULT tryTake(CMemAllocator& pool, std::uint32_t flags = AM_GBF_NOWAIT) {
-    ComPtr<IMediaSample> sample;
-    return pool.GetBuffer(sample.put(), nullptr, nullptr, flags);
-}
-
 HRESULT setProperties(CMemAllocator& pool, ALLOCATOR_PROPERTIES request) {
     ALLOCATOR_PROPERTIES actual;
     return pool.SetProperties(&request, &actual);
+}
+
+ComPtr<CMemAllocator> makePool(ALLOCATOR_PROPERTIES request = kFourSmall) {
+    ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
+    EXPECT_EQ(setProperties(*pool, request), S_OK);
+    return pool;
+}
+
+ComPtr<IMediaSample> take(CMemAllocator& pool) {
+    ComPtr<IMediaSample> sample;
+    EXPECT_EQ(pool.GetBuffer(sample.put(), nullptr, nullptr, AM_GBF_NOWAIT), S_OK);
+    return sample;
+}
+
+HRESULT tryTake(CMemAllocator& pool) {
+    ComPtr<IMediaSample> sample;
+    return pool.GetBuffer(sample.put(), nullptr, nullptr, AM_GBF_NOWAIT);
 }
 
 /// Runs GetBuffer on a thread of its own and returns once that waits.
@@ -43,14 +43,7 @@ class WaitingTaker {
 public:
     WaitingTaker(CMemAllocator& pool, std::uint32_t flags)
         : thread_([this, &pool, flags] { status_ = pool.GetBuffer(sample_.put(), nullptr, nullptr, flags); }) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (pool.waiterCount() == 0) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                ADD_FAILURE() << "GetBuffer does not wait";
-                break;
-            }
-            std::this_thread::yield();
-        }
+        EXPECT_TRUE(test::eventually([&pool] { return pool.waiterCount() > 0; })) << "GetBuffer does not wait";
     }
     HRESULT join() {
         thread_.join();
@@ -86,9 +79,7 @@ TEST(MemAllocator, ManyThreadsFindEverySampleWhereverItIsAndHaveItAlone) {
                 }
             });
         }
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (taken < 1000 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-        EXPECT_GE(taken, 1000) << "somebody sleeps beside a free sample";
+        EXPECT_TRUE(test::eventually([&] { return taken >= 1000; })) << "somebody sleeps beside a free sample";
         pool->Decommit();
         for (auto& thread : threads) thread.join();
         EXPECT_EQ(setProperties(*pool, {3, 64, 1, 0}), S_OK) << "all are back";
@@ -98,26 +89,24 @@ TEST(MemAllocator, ManyThreadsFindEverySampleWhereverItIsAndHaveItAlone) {
 }  // namespace
 
 TEST(MemAllocator, SizesAreRoundedUpWithThePrefixAndBuffersAligned) {
-    struct Row {
-        ALLOCATOR_PROPERTIES request;
-        std::int32_t bytes;
-    };
-    for (const Row& row : {Row{{2, 100, 32, 0}, 128}, Row{{2, 128, 32, 0}, 128}, Row{{2, 100, 32, 8}, 120},
-                           Row{{2, 7, 1, 3}, 7}, Row{{1, 1, 4096, 0}, 4096}}) {
+    const std::pair<ALLOCATOR_PROPERTIES, std::int32_t> rows[] = {{{2, 100, 32, 0}, 128},
+                                                                  {{2, 128, 32, 0}, 128},
+                                                                  {{2, 100, 32, 8}, 120},
+                                                                  {{2, 7, 1, 3}, 7},
+                                                                  {{1, 1, 4096, 0}, 4096}};
+    for (auto [request, bytes] : rows) {
         const ComPtr<CMemAllocator> pool(new CMemAllocator(nullptr));
-        ALLOCATOR_PROPERTIES request = row.request;
         ALLOCATOR_PROPERTIES actual;
         ASSERT_EQ(pool->SetProperties(&request, &actual), S_OK);
-        EXPECT_EQ(actual.cbBuffer, row.bytes);
-        EXPECT_EQ(actual.cbPrefix, row.request.cbPrefix);
+        EXPECT_EQ(actual.cbBuffer, bytes);
+        EXPECT_EQ(actual.cbPrefix, request.cbPrefix);
         ASSERT_EQ(pool->Commit(), S_OK);
         const ComPtr<IMediaSample> sample = take(*pool);
         std::uint8_t* data = nullptr;
         ASSERT_EQ(sample->GetPointer(&data), S_OK);
-        EXPECT_EQ(sample->GetSize(), row.bytes);
-        EXPECT_EQ((reinterpret_cast<std::uintptr_t>(data) - static_cast<std::uintptr_t>(row.request.cbPrefix)) %
-                      static_cast<std::uintptr_t>(row.request.cbAlign),
-                  0U);
+        EXPECT_EQ(sample->GetSize(), bytes);
+        const auto start = reinterpret_cast<std::intptr_t>(data) - request.cbPrefix;
+        EXPECT_EQ(start % request.cbAlign, 0);
         pool->Decommit();
     }
 }
@@ -178,13 +167,16 @@ TEST(MemAllocator, LivesUntilItsLastSampleIsBack) {
     EXPECT_EQ(CBaseObject::ObjectsActive(), before);
 }
 
-TEST(MemAllocator, DecommitOrAReturnedSampleEndsAWait) {
+TEST(MemAllocator, DecommitOrAReturnedSampleEndsAWaitWhichASleepMayPrecede) {
     for (const std::uint32_t flags : {0U, AM_GBF_SLEEP_BEFORE_WAIT}) {
         const ComPtr<CMemAllocator> pool = makePool({1, 10, 1, 0});
         ASSERT_EQ(pool->Commit(), S_OK);
         ComPtr<IMediaSample> only = take(*pool);
         {
+            const auto start = std::chrono::steady_clock::now();
             WaitingTaker taker(*pool, flags);
+            const auto slept = std::chrono::steady_clock::now() - start;
+            EXPECT_GE(slept, std::chrono::milliseconds(flags == AM_GBF_SLEEP_BEFORE_WAIT ? 40 : 0));
             pool->Decommit();
             EXPECT_EQ(taker.join(), VFW_E_NOT_COMMITTED);
         }
@@ -196,15 +188,4 @@ TEST(MemAllocator, DecommitOrAReturnedSampleEndsAWait) {
         }
         pool->Decommit();
     }
-}
-
-TEST(MemAllocator, SleepsBeforeItWaitsWhenAsked) {
-    const ComPtr<CMemAllocator> pool = makePool({1, 10, 1, 0});
-    ASSERT_EQ(pool->Commit(), S_OK);
-    const ComPtr<IMediaSample> only = take(*pool);
-    const auto start = std::chrono::steady_clock::now();
-    WaitingTaker taker(*pool, AM_GBF_SLEEP_BEFORE_WAIT);
-    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(40));
-    pool->Decommit();
-    taker.join();
 }

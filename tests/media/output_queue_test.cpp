@@ -2,8 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <future>
 #include <thread>
+#include <tuple>
 
 #include "media/mem_allocator.h"
 #include "support/test_filters.h"
@@ -46,11 +48,20 @@ protected:
         return queue->Receive(sample.detach());
     }
     void waitUntilIdle() {
-        const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
-        while (!queue->IsIdle()) {
-            ASSERT_LT(std::chrono::steady_clock::now(), deadline);
-            std::this_thread::yield();
-        }
+        ASSERT_TRUE(test::eventually([this] { return queue->IsIdle(); }));
+    }
+    /// As many samples as the pool has, or fewer, the first of them held in its delivery.
+    void putBehindAHeldOne(std::uint8_t count) {
+        makeQueue(true);
+        collector->block();
+        for (std::uint8_t i = 0; i < count; ++i) EXPECT_EQ(put(i), S_OK);  // none of them waits
+        ASSERT_TRUE(collector->waitUntilBlocked());
+    }
+    void expectToWaitForTheRelease(const std::function<void()>& call) {
+        auto waiting = std::async(std::launch::async, call);
+        EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+        collector->release();
+        ASSERT_EQ(waiting.wait_for(test::kDeadline), std::future_status::ready);
     }
     std::int32_t freeSamples() { return static_cast<CMemAllocator*>(feeder->output()->allocator())->freeCount(); }
 
@@ -76,18 +87,14 @@ TEST(GrowingRing, KeepsTheOrderWhereverItGrows) {
 }
 
 TEST_F(OutputQueue, TheDownstreamPinChoosesBetweenThreadAndDirectDelivery) {
-    struct Row {
-        HRESULT canBlock;
-        bool queue;
-        bool threaded;
-    };
-    for (const Row& row :
-         {Row{S_OK, false, true}, Row{S_FALSE, true, false}, Row{E_FAIL, false, false}, Row{E_FAIL, true, true}}) {
-        collector->answerCanBlock(row.canBlock);
+    const std::tuple<HRESULT, bool, bool> rows[] = {
+        {S_OK, false, true}, {S_FALSE, true, false}, {E_FAIL, false, false}, {E_FAIL, true, true}};
+    for (const auto& [canBlock, wished, threaded] : rows) {
+        collector->answerCanBlock(canBlock);
         OutputQueueSettings settings;
-        settings.queue = row.queue;
+        settings.queue = wished;
         HRESULT status = S_OK;
-        EXPECT_EQ(COutputQueue(collector->input(), &status, settings).hasThread(), row.threaded);
+        EXPECT_EQ(COutputQueue(collector->input(), &status, settings).hasThread(), threaded);
         EXPECT_EQ(status, S_OK);
     }
     HRESULT status = S_OK;
@@ -108,17 +115,11 @@ TEST_F(OutputQueue, DirectDeliveryHappensOnTheCallersThread) {
 }
 
 TEST_F(OutputQueue, EndOfStreamComesBehindAllSamplesAndCanBeWaitedFor) {
-    makeQueue(true);
-    collector->block();
-    for (std::uint8_t i = 0; i < kPool; ++i) EXPECT_EQ(put(i), S_OK);  // none of them waits
+    putBehindAHeldOne(kPool);
     queue->NewSegment(0, 1, 1.0);
     queue->EOS();
-    ASSERT_TRUE(collector->waitUntilBlocked());
     EXPECT_FALSE(queue->IsIdle());
-    auto waiting = std::async(std::launch::async, [this] { queue->WaitUntilEmpty(); });
-    EXPECT_EQ(waiting.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
-    collector->release();
-    ASSERT_EQ(waiting.wait_for(test::kDeadline), std::future_status::ready);
+    expectToWaitForTheRelease([this] { queue->WaitUntilEmpty(); });
     Calls expected(kPool, "sample");
     expected.insert(expected.end(), {"segment", "end"});
     EXPECT_EQ(collector->calls(), expected);
@@ -126,10 +127,7 @@ TEST_F(OutputQueue, EndOfStreamComesBehindAllSamplesAndCanBeWaitedFor) {
 }
 
 TEST_F(OutputQueue, AnEmptyListIsNotWaitedForWhateverIsDelivered) {
-    makeQueue(true);
-    collector->block();
-    put(1);
-    ASSERT_TRUE(collector->waitUntilBlocked());
+    putBehindAHeldOne(1);
     queue->WaitUntilEmpty();
     EXPECT_FALSE(queue->IsIdle());
     EXPECT_EQ(collector->sampleCount(), 0U);
@@ -169,14 +167,8 @@ TEST_F(OutputQueue, WhatDownstreamThrowsEndsNoThread) {
 }
 
 TEST_F(OutputQueue, TheDestructorReleasesWhatIsLeft) {
-    makeQueue(true);
-    collector->block();
-    for (std::uint8_t i = 0; i < kPool; ++i) put(i);
-    ASSERT_TRUE(collector->waitUntilBlocked());
-    auto ending = std::async(std::launch::async, [this] { queue.reset(); });
-    EXPECT_EQ(ending.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);  // for the delivery
-    collector->release();
-    ASSERT_EQ(ending.wait_for(test::kDeadline), std::future_status::ready);
+    putBehindAHeldOne(kPool);
+    expectToWaitForTheRelease([this] { queue.reset(); });
     EXPECT_EQ(collector->sampleCount(), 1U);
     EXPECT_EQ(freeSamples(), kPool);
 }
@@ -210,10 +202,7 @@ TEST_F(OutputQueue, BatchesAreSentWhenFullOrWhenAsked) {
 }
 
 TEST_F(OutputQueue, AFlushDropsWhatIsQueuedAndOpensTheStreamAgain) {
-    makeQueue(true);
-    collector->block();
-    for (std::uint8_t i = 0; i < 4; ++i) put(i);
-    ASSERT_TRUE(collector->waitUntilBlocked());
+    putBehindAHeldOne(4);
     collector->failWith(S_FALSE);  // what the held delivery will say
     queue->BeginFlush();
     queue->WaitUntilEmpty();
@@ -221,10 +210,7 @@ TEST_F(OutputQueue, AFlushDropsWhatIsQueuedAndOpensTheStreamAgain) {
     EXPECT_EQ(put(9), S_FALSE);
     queue->EOS();
     // The delivery that began before the flush must end first, or its status would stick to the new stream.
-    auto ending = std::async(std::launch::async, [this] { queue->EndFlush(); });
-    EXPECT_EQ(ending.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
-    collector->release();
-    ASSERT_EQ(ending.wait_for(test::kDeadline), std::future_status::ready);
+    expectToWaitForTheRelease([this] { queue->EndFlush(); });
     collector->failWith(S_OK);
     EXPECT_EQ(put(10), S_OK);
     ASSERT_TRUE(collector->waitForSamples(1));
@@ -261,7 +247,7 @@ TEST_F(OutputQueue, CarriesALongStreamInOrder) {
         if (put(static_cast<std::uint8_t>(i)) != S_OK) FAIL() << "sample " << i;
     }
     queue->EOS();
-    ASSERT_TRUE(collector->waitForEnds(1));
+    ASSERT_TRUE(collector->waitForEnd());
     const auto bytes = collector->bytes();
     ASSERT_EQ(bytes.size(), kSamples);
     for (std::uint32_t i = 0; i < kSamples; ++i) ASSERT_EQ(bytes[i], static_cast<std::uint8_t>(i));

@@ -1,9 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <memory>
-
-#include "media/mem_allocator.h"
-#include "support/outer.h"
 #include "support/plain_sample.h"
 #include "support/test_filters.h"
 
@@ -82,22 +78,6 @@ public:
 
 }  // namespace
 
-TEST(Identity, AnAggregatedObjectShowsTheOuterOneAndKeepsItsOwn) {
-    const std::int32_t before = CBaseObject::ObjectsActive();
-    {
-        test::Outer outer([](IUnknown* owner) { return new CMemAllocator(owner); });
-        ComPtr<IMemAllocator> pool;
-        ASSERT_EQ(outer.QueryInterface(IMemAllocator::iid, pool.putVoid()), S_OK);
-        EXPECT_EQ(outer.count(), 1U);  // the reference is the outer object's
-        EXPECT_EQ(pool.query<IUnknown>().get(), &outer);
-        ComPtr<IUnknown> own;
-        ASSERT_EQ(outer.innerIdentity()->QueryInterface(IUnknown::iid, own.putVoid()), S_OK);
-        EXPECT_EQ(own.get(), outer.innerIdentity());
-        EXPECT_EQ(outer.count(), 1U);
-    }
-    EXPECT_EQ(CBaseObject::ObjectsActive(), before);
-}
-
 TEST(Identity, ReferencesTakenDuringDestructionDoNoHarm) {
     struct Clinging final : CUnknown {
         explicit Clinging(int& ends) : CUnknown(nullptr), ends_(ends) {}
@@ -167,17 +147,17 @@ TEST(Enumerators, WalkPinsAndTypesAndSeeChanges) {
 
 TEST(Connection, ThePeersPreferenceComesFirstThenOnesOwn) {
     const ComPtr<FeedingFilter> feeder(new FeedingFilter({transport(), other()}, kSmallPool));
-    struct Row {
-        std::vector<CMediaType> peer;
-        GUID agreed;
+    const std::pair<std::vector<CMediaType>, GUID> rows[] = {
+        {{other(), transport()}, kOtherMajor},
+        {{}, MEDIATYPE_Stream},
+        {{CMediaType(kThirdMajor, GUID_NULL), other()}, kOtherMajor},
     };
-    for (const Row& row : {Row{{other(), transport()}, kOtherMajor}, Row{{}, MEDIATYPE_Stream},
-                           Row{{CMediaType(kThirdMajor, GUID_NULL), other()}, kOtherMajor}}) {
-        const ComPtr<CollectingFilter> collector(new CollectingFilter(row.peer));
+    for (const auto& [peer, expected] : rows) {
+        const ComPtr<CollectingFilter> collector(new CollectingFilter(peer));
         const PinConnection connection(feeder->output(), collector->input());
         ASSERT_EQ(connection.status(), S_OK);
-        EXPECT_EQ(connectedMajor(feeder->output()), row.agreed);
-        EXPECT_EQ(connectedMajor(collector->input()), row.agreed);
+        EXPECT_EQ(connectedMajor(feeder->output()), expected);
+        EXPECT_EQ(connectedMajor(collector->input()), expected);
     }
 }
 
@@ -270,26 +250,23 @@ TEST(FilterState, AFailingPinLeavesTheStateAndAStopGoesThroughAll) {
 }
 
 TEST(FilterState, RunCallsPauseWithoutTheLock) {
-    class Filter final : public CBaseFilter {
-    public:
-        Filter() : CBaseFilter(nullptr, nullptr, &section_, GUID_NULL) {}
+    struct Filter final : CBaseFilter {
+        Filter() : CBaseFilter(nullptr, nullptr, &section, GUID_NULL) {}
         int GetPinCount() override { return 0; }
         CBasePin* GetPin(int) override { return nullptr; }
         HRESULT Pause() override {
-            bool got = false;
-            std::thread([this, &got] {
-                got = section_.try_lock();
-                if (got) section_.unlock();
+            std::thread([this] {
+                free = section.try_lock();
+                if (free) section.unlock();
             }).join();
-            free_ = got;
             return CBaseFilter::Pause();
         }
-        CCritSec section_;
-        bool free_ = false;
+        CCritSec section;
+        bool free = false;
     };
     const ComPtr<Filter> filter(new Filter);
     ASSERT_EQ(filter->Run(0), S_OK);
-    EXPECT_TRUE(filter->free_);
+    EXPECT_TRUE(filter->free);
 }
 
 TEST(FilterState, EventsGoToTheGraphWhileItIsThere) {

@@ -70,17 +70,6 @@ TEST(MediaSample, TimesAreKeptOrMissing) {
     EXPECT_EQ(readEnd, mediaEnd);
 }
 
-TEST(MediaSample, LengthStaysWithinTheBuffer) {
-    std::array<std::uint8_t, 16> memory{};
-    const auto sample = makeSample(memory.data(), 16);
-    EXPECT_EQ(sample->GetActualDataLength(), 16);
-    EXPECT_EQ(sample->SetActualDataLength(5), S_OK);
-    EXPECT_EQ(sample->SetActualDataLength(17), VFW_E_BUFFER_OVERFLOW);
-    EXPECT_TRUE(FAILED(sample->SetActualDataLength(-1)));
-    EXPECT_EQ(sample->GetActualDataLength(), 5);
-    EXPECT_EQ(sample->GetSize(), 16);
-}
-
 TEST(MediaSample, SideDataIsKeptByKey) {
     const auto sample = makeSample(nullptr, 0);
     std::uint8_t* bytes = nullptr;
@@ -134,15 +123,14 @@ TEST(MediaSample, PropertiesGoOutAndInAsOneRecord) {
     DeleteMediaType(copy);
 
     sample->GetProperties(sizeof record, raw);
-    AM_SAMPLE2_PROPERTIES bad = record;
-    bad.lActual = 17;
-    EXPECT_EQ(sample->SetProperties(sizeof bad, reinterpret_cast<std::uint8_t*>(&bad)), VFW_E_BUFFER_OVERFLOW);
-    bad = record;
-    bad.pbBuffer = raw;
-    EXPECT_EQ(sample->SetProperties(sizeof bad, reinterpret_cast<std::uint8_t*>(&bad)), E_INVALIDARG);
-    bad = record;
-    bad.dwSampleFlags = AM_SAMPLE_STOPVALID;
-    EXPECT_EQ(sample->SetProperties(sizeof bad, reinterpret_cast<std::uint8_t*>(&bad)), E_INVALIDARG);
+    AM_SAMPLE2_PROPERTIES bad[] = {record, record, record};
+    bad[0].lActual = 17;
+    bad[1].pbBuffer = raw;
+    bad[2].dwSampleFlags = AM_SAMPLE_STOPVALID;
+    for (const auto& one : bad) {
+        EXPECT_EQ(sample->SetProperties(sizeof one, reinterpret_cast<const std::uint8_t*>(&one)),
+                  &one == bad ? VFW_E_BUFFER_OVERFLOW : E_INVALIDARG);
+    }
     EXPECT_EQ(sample->GetActualDataLength(), 3);
 
     // A short record says nothing of the type; one that reaches it without the flag takes it away.

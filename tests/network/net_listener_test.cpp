@@ -5,6 +5,7 @@
 #include <string>
 
 #include "network/sock_udp_sender.h"
+#include "support/failure_of.h"
 
 namespace {
 
@@ -28,12 +29,7 @@ std::string receive(INetListener& listener) {
 }
 
 std::string failureOf(const Endpoint& target) {
-    try {
-        const NetListener listener(target);
-    } catch (const std::exception& failure) {
-        return failure.what();
-    }
-    return "";
+    return test::failureOf([&] { const NetListener listener(target); });
 }
 
 // What groups and sources let through is looked at on real networks: tests/system, reception.

@@ -6,6 +6,7 @@
 #include "network/sock_udp_sender.h"
 #include "platform/errors.h"
 #include "platform/socket.h"
+#include "support/failure_of.h"
 #include "support/fake_udp_sender.h"
 #include "support/recording_log.h"
 
@@ -15,9 +16,9 @@ using namespace quorvel::network::udp::lib_udp::v2_1;
 using Sizes = std::vector<std::size_t>;
 using Levels = std::vector<std::uint32_t>;
 
-std::vector<std::uint8_t> numbered(std::size_t size, unsigned first = 0) {
+std::vector<std::uint8_t> numbered(std::size_t size) {
     std::vector<std::uint8_t> bytes(size);
-    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>((first + i) * 7 + (first + i) / 256);
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = static_cast<std::uint8_t>(i * 7 + i / 256);
     return bytes;
 }
 
@@ -27,6 +28,7 @@ struct NetSenderTest : testing::Test {
     NetSender sender{log, network.maker()};
 
     void open(std::size_t destinations) { sender.setDestinations(std::vector<DestinationAddresses>(destinations)); }
+    void chunk(std::int64_t tag) { sender.sendChunked(numbered(1500).data(), 1500, tag); }
     void aggregate(std::size_t size, std::int64_t tag = 0) {
         const auto bytes = numbered(size);
         sender.sendAggregated(bytes.data(), static_cast<std::uint16_t>(size), tag);
@@ -34,11 +36,7 @@ struct NetSenderTest : testing::Test {
 };
 
 TEST_F(NetSenderTest, DatagramsFollowFromTheSampleLengths) {
-    struct Case {
-        Sizes samples;
-        Sizes datagrams;
-    };
-    const Case cases[] = {
+    const std::pair<Sizes, Sizes> cases[] = {
         {Sizes(7, 188), {}},
         {Sizes(8, 188), {1316}},
         {{1316, 1316}, {1316}},
@@ -51,13 +49,11 @@ TEST_F(NetSenderTest, DatagramsFollowFromTheSampleLengths) {
         {{0, 10, 0, 1495}, {10}},
         {{64500, 1}, Sizes(43, 1500)},
     };
-    for (const auto& one : cases) {
-        test::FakeNetwork fresh;
-        NetSender here(log, fresh.maker());
-        here.setDestinations(std::vector<DestinationAddresses>(1));
-        for (const auto size : one.samples)
-            here.sendAggregated(numbered(size).data(), static_cast<std::uint16_t>(size), 0);
-        EXPECT_EQ(fresh.sizes(), one.datagrams) << "first sample " << one.samples.front();
+    for (std::size_t i = 0; i < std::size(cases); ++i) {
+        open(1);
+        for (const auto size : cases[i].first) aggregate(size);
+        EXPECT_EQ(network.sizes(i), cases[i].second) << "first sample " << cases[i].first.front();
+        sender.clear();
     }
 }
 
@@ -66,8 +62,7 @@ TEST_F(NetSenderTest, DatagramsFollowFromTheSampleLengths) {
 TEST_F(NetSenderTest, AFailingDestinationIsRetriedEachMillisecondUntilItIsBack) {
     open(3);
     network.failWith(1, "cable eaten");
-    const auto bytes = numbered(1500);
-    EXPECT_THROW(sender.sendChunked(bytes.data(), 1500, 5), std::runtime_error);
+    EXPECT_THROW(chunk(5), std::runtime_error);
     // A third of a second when the machine is free: nine times that for one that is not.
     ASSERT_TRUE(network.waitForAttempts(1, 300, std::chrono::seconds(3))) << network.attempts(1) << " attempts";
     EXPECT_GT(network.sizes(0).size(), 200U) << "the one ahead gets it again and again";
@@ -84,8 +79,7 @@ TEST_F(NetSenderTest, ARepeatedFailureIsToldOnceASecondAndANewOneAtOnce) {
     open(1);
     network.failWith(0, "cable eaten");
     const auto begin = std::chrono::steady_clock::now();
-    const auto bytes = numbered(1500);
-    EXPECT_THROW(sender.sendChunked(bytes.data(), 1500, 0), std::runtime_error);
+    EXPECT_THROW(chunk(0), std::runtime_error);
     ASSERT_TRUE(network.waitForAttempts(0, 100, std::chrono::seconds(20)));
     const auto told = log.levels("cable eaten");
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(std::chrono::steady_clock::now() - begin).count();
@@ -104,10 +98,7 @@ TEST_F(NetSenderTest, ARepeatedFailureIsToldOnceASecondAndANewOneAtOnce) {
 TEST_F(NetSenderTest, AFullQueueLosesTheOldestAndSaysSoOnce) {
     open(1);
     network.failWith(0, "wall");
-    for (unsigned i = 0; i < PacketQueue::kLimit + 10; ++i) {
-        const auto bytes = numbered(1500, i);
-        EXPECT_THROW(sender.sendChunked(bytes.data(), 1500, i), std::runtime_error);
-    }
+    for (unsigned i = 0; i < PacketQueue::kLimit + 10; ++i) EXPECT_THROW(chunk(i), std::runtime_error);
     EXPECT_EQ(log.levels("packet queue full, dropping the oldest packets"), Levels{1});
     network.failWith(0, "");
     sender.drain();
@@ -140,18 +131,20 @@ TEST_F(NetSenderTest, DestinationsThatCantBeMadeAreSkipped) {
     const auto foreign = MakeDestinationAddresses("203.0.113.7", 9, "127.0.0.1");
     real.setDestinations({foreign, good});
     EXPECT_EQ(log.levels("unable to create UDP sender: unable to bind to the given address"), Levels{1});
-    try {
-        real.setDestinations({foreign});
-        FAIL() << "no destination results";
-    } catch (const std::exception& failure) {
-        EXPECT_STREQ(failure.what(), "unable to create UDP senders");
-    }
+    EXPECT_EQ(test::failureOf([&] { real.setDestinations({foreign}); }), "unable to create UDP senders");
+}
+
+UdpPacket ten() {
+    UdpPacket packet;
+    packet.size = 10;
+    packet.payload.fill(1);
+    return packet;
 }
 
 /// What the system said of a send that counts as done; 0 if nothing.
-int errorBehind(UdpSender& sender, const UdpPacket& packet) {
+int errorBehind(const DestinationAddresses& to) {
     mcgate::platform::setLastError(0);
-    EXPECT_NO_THROW(sender.send(packet));
+    EXPECT_NO_THROW(SockUdpSender(to).send(ten()));
     return mcgate::platform::lastError();
 }
 
@@ -160,30 +153,15 @@ DestinationAddresses impossible() { return MakeDestinationAddresses("127.0.0.1",
 DestinationAddresses unreachable() { return MakeDestinationAddresses("::", 9, "::ffff:192.0.2.1"); }
 bool hasIPv6() { return mcgate::platform::Socket::openDatagram(mcgate::platform::kFamilyIPv6).valid(); }
 
-TEST(SockUdpSender, LostAddressesCountAsSentAndRefusalsThrow) {
-    UdpPacket packet;
-    packet.size = 10;
-    packet.payload.fill(1);
-    SockUdpSender nowhere(impossible());
-    EXPECT_EQ(errorBehind(nowhere, packet), mcgate::platform::SocketAddressNotAvailable);
-    SockUdpSender elsewhere(MakeDestinationAddresses("127.0.0.1", 9, "203.0.113.7"));
-    EXPECT_NE(errorBehind(elsewhere, packet), 0) << "a loopback source can't leave the host";
-    SockUdpSender broadcast(MakeDestinationAddresses("0.0.0.0", 9, "127.255.255.255"));
-    try {
-        broadcast.send(packet);
-        FAIL() << "broadcast is not allowed";
-    } catch (const std::exception& failure) {
-        EXPECT_STREQ(failure.what(), "unable to send packet (WSA error code 10013)");
+TEST(SockUdpSender, LostAddressesAndRoutesCountAsSentAndRefusalsThrow) {
+    EXPECT_EQ(errorBehind(impossible()), mcgate::platform::SocketAddressNotAvailable);
+    EXPECT_NE(errorBehind(MakeDestinationAddresses("127.0.0.1", 9, "203.0.113.7")), 0)
+        << "a loopback source can't leave the host";
+    if (hasIPv6()) {
+        EXPECT_EQ(errorBehind(unreachable()), mcgate::platform::SocketHostUnreachable);
     }
-}
-
-TEST(SockUdpSender, LostRoutesCountAsSent) {
-    if (!hasIPv6()) GTEST_SKIP() << "needs a kernel with IPv6";
-    UdpPacket packet;
-    packet.size = 10;
-    packet.payload.fill(1);
-    SockUdpSender nowhere(unreachable());
-    EXPECT_EQ(errorBehind(nowhere, packet), mcgate::platform::SocketHostUnreachable);
+    SockUdpSender broadcast(MakeDestinationAddresses("0.0.0.0", 9, "127.255.255.255"));
+    EXPECT_EQ(test::failureOf([&] { broadcast.send(ten()); }), "unable to send packet (WSA error code 10013)");
 }
 
 TEST(SockUdpSender, DestinationsBehindALostOneStillGetThePacket) {

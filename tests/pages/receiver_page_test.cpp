@@ -13,6 +13,7 @@
 #include "platform/errors.h"
 #include "receiver/receiver_filter_fixture.h"
 #include "support/configuration.h"
+#include "support/fake_listener.h"
 #include "support/private_network.h"
 
 namespace {
@@ -45,12 +46,7 @@ struct ReceiverPage : test::ReceiverFilterTest {
     }
     /// Whether the control comes to show this text.
     static bool shows(IDialog& dialog, std::int32_t id, const std::string& text) {
-        const auto end = std::chrono::steady_clock::now() + test::kDeadline;
-        for (auto seen = dialog.GetChangeCount(); test::textOf(dialog, id) != text; seen = dialog.GetChangeCount()) {
-            if (std::chrono::steady_clock::now() > end) return false;
-            if (test::textOf(dialog, id) != text) dialog.WaitForChange(seen, 100);
-        }
-        return true;
+        return test::eventually([&] { return test::textOf(dialog, id) == text; });
     }
 };
 
@@ -120,16 +116,18 @@ TEST_F(ReceiverPage, NumbersAreReadAsFarAsTheyGo) {
     user.open(object());
     user.frame.type(kAddress, "0.0.0.0");
     user.frame.type(kInterface, "127.0.0.1");
-    const struct {
-        const char* typed;
-        int port;
-    } cases[] = {{"5000abc", 5000}, {" \t+77 8", 77}, {"-1", 65535}, {"99999999999", 65535}, {"-99999999999", 65535}};
-    for (const auto& one : cases) {
-        user.frame.type(kPortField, one.typed);
-        user.frame.type(kTimeout, one.typed);
-        user.frame.press(0x30000 | kApply);                             // whatever the notification code
-        const bool refused = std::string(one.typed) == "-99999999999";  // its low half is 0
-        EXPECT_EQ(configured(), "127.0.0.1 " + std::to_string(refused ? 65535 : one.port) + " 0.0.0.0 0.0.0.0");
+    const std::pair<const char*, int> cases[] = {
+        {"5000abc", 5000},
+        {" \t+77 8", 77},
+        {"-1", 65535},
+        {"99999999999", 65535},
+        {"-99999999999", 65535}  // its low half is 0, which is refused
+    };
+    for (const auto& [typed, port] : cases) {
+        user.frame.type(kPortField, typed);
+        user.frame.type(kTimeout, typed);
+        user.frame.press(0x30000 | kApply);  // whatever the notification code
+        EXPECT_EQ(configured(), "127.0.0.1 " + std::to_string(port) + " 0.0.0.0 0.0.0.0");
     }
     EXPECT_EQ(timeOut(), 0x80000000U);
 }
@@ -138,21 +136,19 @@ TEST_F(ReceiverPage, WhatIsRefusedLeavesTheSourceAndStillWritesTheTimeOut) {
     ASSERT_EQ(listenOn(5000), S_OK);
     user.open(object());
     const std::string before = configured();
-    const struct {
-        std::int32_t control;
-        const char* text;
-    } cases[] = {{kPortField, ""},      {kPortField, "many"},          {kAddress, ""},       {kAddress, "here"},
-                 {kAddress, "ff15::1"}, {kAddress, "255.255.255.255"}, {kAddress, "0x7f.1"}, {kSource, "there"}};
+    const std::pair<std::int32_t, const char*> cases[] = {
+        {kPortField, ""},      {kPortField, "many"},          {kAddress, ""},       {kAddress, "here"},
+        {kAddress, "ff15::1"}, {kAddress, "255.255.255.255"}, {kAddress, "0x7f.1"}, {kSource, "there"}};
     std::uint32_t milliseconds = 100;
-    for (const auto& one : cases) {
+    for (const auto& [control, text] : cases) {
         user.page->Refresh();
         user.frame.dialog->SetSelection(kInterface, user.frame.dialog->GetItemCount(kInterface) - 2);  // any
         user.frame.type(kSource, "");
         user.frame.type(kAddress, "239.1.2.3");
-        user.frame.type(one.control, one.text);
+        user.frame.type(control, text);
         user.frame.type(kTimeout, std::to_string(++milliseconds));
         user.frame.press(kApply);
-        EXPECT_EQ(configured(), before) << one.control << " " << one.text;
+        EXPECT_EQ(configured(), before) << control << " " << text;
         EXPECT_EQ(timeOut(), milliseconds);
     }
     for (const char* none : {"", "letters"}) {
@@ -243,32 +239,15 @@ class Flips {
 public:
     CNetReceiver::Makers makers() {
         CNetReceiver::Makers made;
-        made.listener = [this](const udp::Endpoint& target) { return std::make_unique<Listener>(*this, target); };
+        made.listener = [this](const udp::Endpoint& target) {
+            return std::make_unique<test::FakeListener>(
+                target, [this] { return turns_++ % 3 == 0; }, [] { return 4; });
+        };
         return made;
     }
     int count() const { return 2 * turns_.load() / 3; }
-    /// False when there were fewer than `count` by the deadline.
-    bool waitFor(int count) const {
-        const auto end = std::chrono::steady_clock::now() + test::kDeadline;
-        while (this->count() < count) {
-            if (std::chrono::steady_clock::now() > end) return false;
-            std::this_thread::yield();
-        }
-        return true;
-    }
 
 private:
-    class Listener final : public udp::INetListener {
-    public:
-        Listener(Flips& flips, const udp::Endpoint& target) : flips_(flips), target_(target) {}
-        std::int32_t Receive(char*, std::uint32_t) override { return 4; }
-        bool WaitForData(std::int32_t) override { return flips_.turns_++ % 3 == 0; }
-        udp::Endpoint& GetEndpoint(udp::Endpoint& out) override { return out = target_; }
-
-    private:
-        Flips& flips_;
-        const udp::Endpoint target_;
-    };
     std::atomic<int> turns_{0};
 };
 
@@ -326,7 +305,7 @@ TEST(ReceiverPageUnderFlow, AFilterThatOnlyItsPageHoldsIsNotDestroyedByItsWorker
         {
             Page page;
             page.open(flippingFilter(flips)->GetOwner());
-            ASSERT_TRUE(flips.waitFor(20));
+            ASSERT_TRUE(test::eventually([&] { return flips.count() >= 20; }));
             ways[i % ways.size()](page);
         }
         ASSERT_EQ(CBaseObject::ObjectsActive(), alive) << "after way " << i % ways.size();

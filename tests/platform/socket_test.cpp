@@ -4,7 +4,6 @@
 
 #include <cerrno>
 
-#include "platform/adapters.h"
 #include "platform/errors.h"
 #include "platform/linux/error_map.h"
 #include "support/private_network.h"
@@ -20,20 +19,16 @@ SocketAddress addressOf(const char* text, std::uint16_t port) {
 }
 
 TEST(Resolver, TakesNumericTextsAndNothingElse) {
-    const struct {
-        const char* text;
-        const char* canonical;  // null: refused
-    } cases[] = {
-        {"127.0.0.1", "127.0.0.1"}, {"127.1", "127.0.0.1"},  {"010.0.0.1", "8.0.0.1"},
-        {"0:0::0", "::"},           {"FF15::1", "ff15::1"},  {"", nullptr},
-        {"localhost", nullptr},     {" 127.0.0.1", nullptr}, {"*", nullptr},
+    const std::pair<const char*, std::string> cases[] = {
+        {"127.0.0.1", "127.0.0.1"}, {"127.1", "127.0.0.1"}, {"010.0.0.1", "8.0.0.1"},
+        {"0:0::0", "::"},           {"FF15::1", "ff15::1"}, {"", ""},
+        {"localhost", ""},          {" 127.0.0.1", ""},     {"*", ""},
     };
-    for (const auto& one : cases) {
+    for (const auto& [text, canonical] : cases) {
         SocketAddress address;
-        const int status = resolveNumeric(one.text, 5004, address);
-        EXPECT_EQ(status == 0, one.canonical != nullptr) << one.text;
-        EXPECT_EQ(numericText(address), one.canonical != nullptr ? one.canonical : "")
-            << "a refused text leaves it untouched";
+        const int status = resolveNumeric(text, 5004, address);
+        EXPECT_EQ(status == 0, !canonical.empty()) << text;
+        EXPECT_EQ(numericText(address), canonical) << "a refused text leaves it untouched";
         EXPECT_FALSE(resolveErrorText(status).empty());
     }
     EXPECT_EQ(addressOf("ff15::1", 5004).family(), kFamilyIPv6);
@@ -70,15 +65,6 @@ TEST(Socket, FailuresSpeakTheNumbersOfTheMessages) {
     for (const auto& [kernel, ours] : lost) EXPECT_EQ(sendError(kernel), ours) << kernel;
     EXPECT_EQ(generalError(ENETUNREACH), 10051);
     EXPECT_EQ(generalError(EINVAL), 10022);
-}
-
-TEST(Adapters, TheLoopbackInterfaceIsListedUnderItsIndex) {
-    std::vector<Adapter> adapters;
-    ASSERT_TRUE(listAdapters(adapters));
-    ASSERT_FALSE(adapters.empty());
-    EXPECT_EQ(adapters.front().index, 1U);
-    EXPECT_EQ(adapters.front().name, "lo");
-    EXPECT_EQ(numericText(adapters.front().unicast.front().address), "127.0.0.1");
 }
 
 }  // namespace

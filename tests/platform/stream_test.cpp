@@ -5,6 +5,7 @@
 
 #include "platform/file_stream.h"
 #include "platform/memory_stream.h"
+#include "support/failure_of.h"
 #include "support/temporary_file.h"
 
 namespace {
@@ -75,14 +76,7 @@ TEST_F(FileStreamTest, AFileIsReplacedWholeOrNotAtAll) {
 }
 
 TEST_F(FileStreamTest, WhatIsNoFileIsRefusedByName) {
-    const auto refusal = [](const std::string& path) {
-        try {
-            FileStream::create(path);
-        } catch (const std::runtime_error& problem) {
-            return std::string(problem.what());
-        }
-        return std::string("nothing");
-    };
+    const auto refusal = [](const std::string& path) { return test::failureOf([&] { FileStream::create(path); }); };
     EXPECT_EQ(refusal(directory), "can't write " + directory.string() + ": Is a directory");
     EXPECT_EQ(refusal("/dev/null"), "can't write /dev/null: it is no file");
     EXPECT_EQ(refusal(directory / "no/file"),

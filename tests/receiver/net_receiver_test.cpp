@@ -6,6 +6,7 @@
 #include <stdexcept>
 
 #include "platform/process/process.h"
+#include "support/fake_listener.h"
 #include "support/presence_listener.h"
 
 namespace {
@@ -19,26 +20,12 @@ struct Wire {
     int reports = 0;
     bool refuseListener = false;
     bool refuseReport = false;
-};
 
-class FakeListener final : public INetListener {
-public:
-    FakeListener(Wire& wire, const Endpoint& target) : wire_(wire), target_(target) {}
-    std::int32_t Receive(char*, std::uint32_t capacity) override {
-        EXPECT_EQ(capacity, 2048U);
-        const auto result = wire_.results.front();
-        wire_.results.pop_front();
+    std::int32_t next() {
+        const std::int32_t result = results.front();
+        results.pop_front();
         return result;
     }
-    bool WaitForData(std::int32_t microseconds) override {
-        EXPECT_EQ(microseconds, 100'000);
-        return !wire_.results.empty();
-    }
-    Endpoint& GetEndpoint(Endpoint& out) override { return out = target_; }
-
-private:
-    Wire& wire_;
-    const Endpoint target_;
 };
 
 class FakeReports final : public quorvel::network::ip::igmp_socket::v0::IRawMembershipSender {
@@ -79,7 +66,8 @@ struct NetReceiverTest : testing::Test {
                           {[this](const Endpoint& target) -> std::unique_ptr<INetListener> {
                                if (wire.refuseListener) throw std::runtime_error("interface gone");
                                ++wire.made;
-                               return std::make_unique<FakeListener>(wire, target);
+                               return std::make_unique<test::FakeListener>(
+                                   target, [this] { return !wire.results.empty(); }, [this] { return wire.next(); });
                            },
                            [this] { return std::make_unique<FakeReports>(wire); }}};
 

@@ -42,20 +42,15 @@ TEST_F(ReceiverFilterTest, ConfigurationIsValidatedAndReadBack) {
     EXPECT_EQ(filter->SetSource(5000, u"224.0.0.1", u"239.1.1.1", u""), E_FAIL);
     EXPECT_EQ(filter->SetSource(65536, u"10.0.0.1", u"239.1.1.1", u""), E_FAIL);
     EXPECT_EQ(filter->SetSource(5000, u"10.0.0.1", nullptr, nullptr), E_FAIL);
-    const struct {
-        const WCHAR* local;
-        const WCHAR* group;
-        const WCHAR* source;
-        const char* back;
-    } cases[] = {
+    const std::tuple<const WCHAR*, const WCHAR*, const WCHAR*, std::string> cases[] = {
         {u"10.0.0.1", u"239.1.1.1", u"10.0.0.9", "10.0.0.1 4464 239.1.1.1 10.0.0.9"},
         {u"10.0.0.1", u"0.0.0.0", u"10.0.0.9", "10.0.0.1 4464 0.0.0.0 0.0.0.0"},
         {u"fd00::1", u"FF15:0::1", u"", "fd00::1 4464 ff15::1 0.0.0.0"},
         {u"fe80::1%lo", u"ff12::1%1", u"fe80::2%1", "fe80::1%1 4464 ff12::1%1 fe80::2%1"},
     };
-    for (const auto& one : cases) {
-        ASSERT_EQ(filter->SetSource(70000, one.local, one.group, one.source), S_OK);
-        EXPECT_EQ(test::sourceOf(*filter), one.back);
+    for (const auto& [local, group, source, back] : cases) {
+        ASSERT_EQ(filter->SetSource(70000, local, group, source), S_OK);
+        EXPECT_EQ(test::sourceOf(*filter), back);
     }
     ASSERT_EQ(filter->SetSource(5000, u"203.0.113.7", u"239.1.1.1", u""), S_OK);
     EXPECT_EQ(filter->Pause(), E_FAIL) << "no interface carries that address";
@@ -65,12 +60,9 @@ TEST_F(ReceiverFilterTest, ConfigurationIsValidatedAndReadBack) {
 TEST_F(ReceiverFilterTest, ANewSourceTakesEffectAtOnce) {
     ASSERT_NO_FATAL_FAILURE(connect());
     ASSERT_NO_FATAL_FAILURE(run());
-    ASSERT_EQ(filter->SetSource(kPort + 1, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
-    udp::SockUdpSender other(udp::MakeDestinationAddresses("127.0.0.1", kPort + 1, "127.0.0.1"));
-    udp::UdpPacket packet;
-    packet.size = 3;
-    packet.payload.fill(9);
-    other.send(packet);
+    ASSERT_EQ(listenOn(kOtherPort), S_OK);
+    udp::SockUdpSender other(udp::MakeDestinationAddresses("127.0.0.1", kOtherPort, "127.0.0.1"));
+    other.send(packet(9, 3));
     ASSERT_TRUE(collector->waitForSamples(1));
     EXPECT_EQ(collector->samples()[0].bytes.size(), 3U);
 }
@@ -78,18 +70,13 @@ TEST_F(ReceiverFilterTest, ANewSourceTakesEffectAtOnce) {
 TEST_F(ReceiverFilterTest, AWorkerThatWaitsForASampleIsFreedByEveryWayOut) {
     ASSERT_NO_FATAL_FAILURE(connect());
     for (int round = 0; round < 3; ++round) {
-        collector->holdSamples();
-        ASSERT_NO_FATAL_FAILURE(run());
-        for (int i = 0; i < 200; ++i) send(1);
-        ASSERT_TRUE(log.waitForFull(round + 1));
+        ASSERT_NO_FATAL_FAILURE(runUntilDry(round + 1));
         if (round == 0) {
             EXPECT_TRUE(within(std::chrono::seconds(3), [this] { EXPECT_EQ(filter->Pause(), S_OK); }));
         }
         if (round == 1) {
             EXPECT_TRUE(within(std::chrono::seconds(3), [this] {
-                EXPECT_EQ(filter->SetSource(kPort, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
-                EXPECT_EQ(filter->SetSource(kPort + 2, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
-                EXPECT_EQ(filter->SetSource(kPort, u"127.0.0.1", u"0.0.0.0", u""), S_OK);
+                for (const auto port : {kPort, kOtherPort, kPort}) EXPECT_EQ(listenOn(port), S_OK);
             }));
         }
         EXPECT_TRUE(within(std::chrono::seconds(3), [this] { EXPECT_EQ(filter->Stop(), S_OK); }));
@@ -123,18 +110,14 @@ TEST_F(ReceiverFilterTest, ThePinOffersTwoTypesAndRaisesPoolsToWhatDatagramsNeed
         ALLOCATOR_PROPERTIES set;
         ASSERT_EQ(pin.DecideBufferSize(pool.get(), &request), S_OK);
         ASSERT_EQ(pool->GetProperties(&set), S_OK);
-        EXPECT_EQ(set.cBuffers, expected.cBuffers);
-        EXPECT_EQ(set.cbBuffer, expected.cbBuffer);
-        EXPECT_EQ(set.cbAlign, expected.cbAlign);
-        EXPECT_EQ(set.cbPrefix, expected.cbPrefix);
+        EXPECT_EQ(std::tie(set.cBuffers, set.cbBuffer, set.cbAlign, set.cbPrefix),
+                  std::tie(expected.cBuffers, expected.cbBuffer, expected.cbAlign, expected.cbPrefix));
     }
 }
 
 TEST_F(ReceiverFilterTest, EachRequestThatFindsThePoolDryIsToldOnce) {
     ASSERT_NO_FATAL_FAILURE(connect());
-    collector->holdSamples();
-    ASSERT_NO_FATAL_FAILURE(run());
-    for (int i = 0; i < 200; ++i) send(1);
+    ASSERT_NO_FATAL_FAILURE(runUntilDry());
     for (int notices = 1; notices <= 5; ++notices) {
         ASSERT_TRUE(log.waitForFull(notices));
         ASSERT_TRUE(collector->waitForSamples(static_cast<std::size_t>(127 + notices)));
@@ -152,9 +135,7 @@ TEST_F(ReceiverFilterTest, BuffersTooSmallForADatagramOfASenderReceiveNothing) {
         send(1, 1500);
         if (largest < 1500) {
             // Turn after turn gives its sample back: more turns than the pool has samples.
-            const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
-            while (pool->requests() < 300 && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
-            EXPECT_GE(pool->requests(), 300);
+            EXPECT_TRUE(test::eventually([&] { return pool->requests() >= 300; }));
             EXPECT_EQ(present(), 0);
             EXPECT_EQ(collector->sampleCount(), 0U);
         } else {

@@ -17,6 +17,7 @@ namespace test {
 /// The receiver on a loopback port, before a collector.
 struct ReceiverFilterTest : testing::Test {
     static constexpr std::uint16_t kPort = 45100;
+    static constexpr std::uint16_t kOtherPort = 45101;
 
     RecordingLog log;
     ComPtr<CNetworkReceiverFilter> filter{new CNetworkReceiverFilter(nullptr)};
@@ -40,7 +41,7 @@ struct ReceiverFilterTest : testing::Test {
         filter->SetLogPerf(&log);
     }
     HRESULT listenOn(std::uint16_t port) { return filter->SetSource(port, u"127.0.0.1", u"0.0.0.0", u""); }
-    /// The two are to be called in ASSERT_NO_FATAL_FAILURE.
+    /// The next three are to be called in ASSERT_NO_FATAL_FAILURE.
     void connect() {
         connection = std::make_unique<PinConnection>(filter->GetPin(0), collector->input());
         ASSERT_EQ(connection->status(), S_OK);
@@ -51,12 +52,21 @@ struct ReceiverFilterTest : testing::Test {
         ASSERT_EQ(filter->Run(0), S_OK);
     }
 
-    void send(std::uint8_t value, std::uint16_t size = 1316) {
+    /// Running before a collector that keeps its samples, the worker waits for one.
+    void runUntilDry(int notices = 1) {
+        collector->holdSamples();
+        ASSERT_NO_FATAL_FAILURE(run());
+        for (int i = 0; i < 200; ++i) send(1);
+        ASSERT_TRUE(log.waitForFull(notices));
+    }
+
+    static quorvel::network::udp::lib_udp::v2_1::UdpPacket packet(std::uint8_t value, std::uint16_t size) {
         quorvel::network::udp::lib_udp::v2_1::UdpPacket packet;
         packet.size = size;
         packet.payload.fill(value);
-        sender.send(packet);
+        return packet;
     }
+    void send(std::uint8_t value, std::uint16_t size = 1316) { sender.send(packet(value, size)); }
     std::uint8_t present() {
         std::uint8_t flag = 2;
         filter->GetDataPresent(&flag);

@@ -1,10 +1,10 @@
 // When the receiver's port is open, what arrives and what is told, watched from outside through the graph's states.
 
+#include <algorithm>
 #include <future>
 #include <new>
 #include <ostream>
 #include <stdexcept>
-#include <thread>
 
 #include "foundation/com_exception.h"
 #include "receiver/receiver_filter_fixture.h"
@@ -27,10 +27,8 @@ struct ReceiverStates : test::ReceiverFilterTest {
         ReceiverFilterTest::TearDown();
     }
     bool lastArrived() {
-        for (const auto& sample : collector->samples()) {
-            if (sample.bytes[0] == kLast) return true;
-        }
-        return false;
+        const auto bytes = collector->bytes();
+        return std::find(bytes.begin(), bytes.end(), kLast) != bytes.end();
     }
 };
 
@@ -183,10 +181,7 @@ TEST_F(ReceiverStates, DestructionFreesAWorkerThatWaitsForASample) {
     const test::ComPtr<test::HostPool> pool(new test::HostPool);
     ASSERT_EQ(collector->input()->NotifyAllocator(pool.get(), 0), S_OK);
     ASSERT_NO_FATAL_FAILURE(connect());
-    collector->holdSamples();
-    ASSERT_NO_FATAL_FAILURE(run());
-    for (int i = 0; i < 200; ++i) send(1);
-    ASSERT_TRUE(log.waitForFull(1));
+    ASSERT_NO_FATAL_FAILURE(runUntilDry());
 
     // The renderer leaves, and nothing of that reaches the pool: the worker goes on waiting for one of its samples.
     pool->stayCommitted(true);
@@ -201,15 +196,11 @@ TEST_F(ReceiverStates, DestructionFreesAWorkerThatWaitsForASample) {
 
 TEST_F(ReceiverStates, APauseBehindANewSourceWithADryPoolTakesHalfASecondAtMost) {
     ASSERT_NO_FATAL_FAILURE(connect());
-    collector->holdSamples();
-    ASSERT_NO_FATAL_FAILURE(run());
-    for (int i = 0; i < 200; ++i) send(1);
-    ASSERT_TRUE(log.waitForFull(1));
+    ASSERT_NO_FATAL_FAILURE(runUntilDry());
     auto setting = std::async(std::launch::async, [this] { return listenOn(kPort + 1); });
     // The new source is read back while the old worker is still waited for.
-    const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
     const std::string fresh = "127.0.0.1 " + std::to_string(kPort + 1) + " 0.0.0.0 0.0.0.0";
-    while (test::sourceOf(*filter) != fresh && std::chrono::steady_clock::now() < deadline) std::this_thread::yield();
+    EXPECT_TRUE(test::eventually([&] { return test::sourceOf(*filter) == fresh; }));
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(filter->Pause(), S_OK);
     EXPECT_LE((std::chrono::steady_clock::now() - begin) / std::chrono::milliseconds(1), 500);

@@ -39,13 +39,7 @@ TEST_F(ReceiverStreamTest, SavesByTheTableAndLoadsWhatItSaved) {
     std::uint64_t size = 0;
     EXPECT_EQ(filter->GetSizeMax(&size), S_OK);
     EXPECT_EQ(size, kSize);
-    const struct {
-        const WCHAR* local;
-        const WCHAR* group;
-        const WCHAR* source;
-        const char* text;
-        Bytes bytes;
-    } cases[] = {
+    const std::tuple<const WCHAR*, const WCHAR*, const WCHAR*, std::string, Bytes> cases[] = {
         {u"", u"0.0.0.0", u"", "none", test::goldenBytes(kSize, {})},
         {u"10.0.0.2", u"239.1.2.3", u"10.0.0.9", kWhole, sourceSpecific()},
         {u"10.0.0.2", u"0.0.0.0", u"10.0.0.9", "10.0.0.2 5000 0.0.0.0 0.0.0.0",
@@ -64,15 +58,15 @@ TEST_F(ReceiverStreamTest, SavesByTheTableAndLoadsWhatItSaved) {
         {u"fd00::2", u"::", u"", "fd00::2 5000 0.0.0.0 0.0.0.0",
          test::goldenBytes(kSize, {{24, {23, 0, 0x13, 0x88, 0, 0, 0, 0, 0xFD}}, {24 + 23, {2}}, {152, {0x13, 0x88}}})},
     };
-    for (const auto& one : cases) {
+    for (const auto& [local, group, source, text, bytes] : cases) {
         filter = new CNetworkReceiverFilter(nullptr);
-        filter->SetSource(5000, one.local, one.group, one.source);
+        filter->SetSource(5000, local, group, source);
         EXPECT_EQ(filter->IsDirty(), S_FALSE);
-        EXPECT_EQ(test::saved(*filter), one.bytes) << one.text;
+        EXPECT_EQ(test::saved(*filter), bytes) << text;
         ASSERT_NO_FATAL_FAILURE(renew());
-        EXPECT_EQ(test::load(*filter, one.bytes), S_OK) << one.text;
-        EXPECT_EQ(test::sourceOf(*filter), one.text);
-        EXPECT_EQ(test::saved(*filter), one.bytes) << one.text;
+        EXPECT_EQ(test::load(*filter, bytes), S_OK) << text;
+        EXPECT_EQ(test::sourceOf(*filter), text);
+        EXPECT_EQ(test::saved(*filter), bytes) << text;
     }
 }
 
@@ -98,17 +92,10 @@ TEST_F(ReceiverStreamTest, AFailingCallEndsBothWithItsStatus) {
 
 TEST_F(ReceiverStreamTest, ItsInterfacesAreOneObjectAggregatedToo) {
     test::Outer outer([](IUnknown* owner) { return new CNetworkReceiverFilter(owner); });
-    for (const GUID& id : {ISourceConfig::iid, IAMFilterMiscFlags::iid, ISpecifyPropertyPages::iid, IPersistStream::iid,
-                           IBaseFilter::iid, IPersist::iid}) {
-        ComPtr<IUnknown> found;
-        ASSERT_EQ(outer.QueryInterface(id, found.putVoid()), S_OK);
-        EXPECT_EQ(found.query<IUnknown>().get(), &outer);
-        GUID classId;
-        ASSERT_TRUE(found.query<IPersistStream>());
-        EXPECT_EQ(found.query<IPersistStream>()->GetClassID(&classId), S_OK);
-        EXPECT_EQ(classId, CLSID_CNetworkReceiverFilter);
-    }
-    EXPECT_EQ(outer.count(), 0U);
+    test::expectOneObject(outer,
+                          {ISourceConfig::iid, IAMFilterMiscFlags::iid, ISpecifyPropertyPages::iid, IPersistStream::iid,
+                           IBaseFilter::iid, IPersist::iid},
+                          CLSID_CNetworkReceiverFilter);
 }
 
 }  // namespace

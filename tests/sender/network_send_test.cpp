@@ -7,8 +7,8 @@
 #include "media/mem_allocator.h"
 #include "platform/clock.h"
 #include "support/configuration.h"
+#include "support/crossing.h"
 #include "support/fake_udp_sender.h"
-#include "support/notes.h"
 #include "support/recording_log.h"
 #include "support/test_filters.h"
 
@@ -17,6 +17,7 @@ namespace {
 using mcgate::platform::ComPtr;
 using Ids = std::vector<std::uint64_t>;
 using Levels = std::vector<std::uint32_t>;
+using test::Crossing;
 using Milliseconds = std::chrono::milliseconds;
 
 constexpr std::int64_t kLongMs = 30'000;  // longer than a test waits
@@ -35,45 +36,18 @@ public:
     std::uint32_t AddRef() override { return ++references_; }
     std::uint32_t Release() override { return --references_; }
     HRESULT GetTime(REFERENCE_TIME* time) override {
-        const std::lock_guard hold(lock_);
         *time = mcgate::platform::monotonicTime();
-        ++reads_;
-        changed_.notify_all();
+        ++reads;
         return S_OK;
     }
-    bool isHeld() const { return references_.load() != 0; }
-    int reads() {
-        const std::lock_guard hold(lock_);
-        return reads_;
+    bool isHeld() const { return references_ != 0; }
+    bool waitForRead() const {
+        return test::eventually([this] { return reads > 0; });
     }
-    bool waitForReads(int count) {
-        std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, test::kDeadline, [&] { return reads_ >= count; });
-    }
+    std::atomic<int> reads{0};
 
 private:
     std::atomic<std::uint32_t> references_{0};
-    std::mutex lock_;
-    std::condition_variable changed_;
-    int reads_ = 0;
-};
-
-/// Follows data ids; can hold its caller.
-class Crossing final : public IDelayCrossingCallback {
-public:
-    std::function<void(std::uint64_t id)> onCrossing = [](std::uint64_t) {};
-
-    void OnReserved() override {}
-    void OnDataCrossing(std::uint64_t id) override {
-        onCrossing(id);
-        notes_.add(id);
-    }
-    void hold(bool on) { notes_.hold(on); }
-    bool waitFor(std::size_t count) { return notes_.waitForCount(count); }
-    Ids ids() { return notes_.all(); }
-
-private:
-    test::Notes<std::uint64_t> notes_;
 };
 
 struct NetworkSendTest : testing::Test {
@@ -124,7 +98,7 @@ struct NetworkSendTest : testing::Test {
         filter->SetOutputCrossingCallback(&output);
         run();
         ASSERT_EQ(feed(1), S_OK);
-        ASSERT_TRUE(output.waitFor(1));
+        ASSERT_TRUE(output.waitForCount(1));
         ASSERT_EQ(filter->SetSyncSource(&clock), S_OK);
     }
     /// The loop stands in the output crossing of the sample 1; a paced sample would now wait for kLongMs.
@@ -138,12 +112,7 @@ struct NetworkSendTest : testing::Test {
         auto& pool = dynamic_cast<CMemAllocator&>(*feeder->output()->allocator());
         ALLOCATOR_PROPERTIES properties;
         pool.GetProperties(&properties);
-        const auto deadline = std::chrono::steady_clock::now() + test::kDeadline;
-        while (pool.freeCount() != properties.cBuffers) {
-            if (std::chrono::steady_clock::now() > deadline) return false;
-            std::this_thread::sleep_for(Milliseconds(1));
-        }
-        return true;
+        return test::eventually([&] { return pool.freeCount() == properties.cBuffers; });
     }
 };
 
@@ -200,6 +169,15 @@ TEST_F(NetworkSendTest, ThePinAcceptsThreeTypesAndAsksForThirtySeconds) {
     }
 }
 
+TEST_F(NetworkSendTest, TheConnectionsTypeMakesThePrivateStream) {
+    const CMediaType type(MEDIATYPE_PrivateTimeStamped, MEDIASUBTYPE_PrivateTimeStamped);
+    feeder = ComPtr<test::FeedingFilter>(new test::FeedingFilter(type));
+    run();
+    ASSERT_EQ(feeder->deliver({1, 2, 3, 4, 5, 6, 7, 8}, {.start = 9}), S_OK);
+    ASSERT_TRUE(network.waitForDatagramsAt(0, 1));
+    EXPECT_EQ(network.bytes(), (std::vector<std::uint8_t>{9, 0, 0, 0, 0, 0, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8}));
+}
+
 TEST_F(NetworkSendTest, SamplesCrossInOrderEachPointOnItsOwnThread) {
     feeder = ComPtr<test::FeedingFilter>(new test::FeedingFilter(transportType(0), 64));
     filter->SetInputCrossingCallback(&input);
@@ -220,11 +198,11 @@ TEST_F(NetworkSendTest, SamplesCrossInOrderEachPointOnItsOwnThread) {
     for (std::uint64_t id = 1; id <= 50; ++id) {
         ASSERT_EQ(feed(id), S_OK);
         all.push_back(id);
-        EXPECT_EQ(input.ids(), all);
+        EXPECT_EQ(input.all(), all);
     }
     output.hold(false);
-    ASSERT_TRUE(output.waitFor(50));
-    EXPECT_EQ(output.ids(), all);
+    ASSERT_TRUE(output.waitForCount(50));
+    EXPECT_EQ(output.all(), all);
     for (std::size_t i = 0; i < sent.size(); ++i) EXPECT_EQ(sent[i], i + 1) << "the bytes leave first";
     EXPECT_NE(sender, std::this_thread::get_id());
 }
@@ -241,7 +219,7 @@ TEST_F(NetworkSendTest, CrossingsAreUnpluggedUnderTrafficAndTheirObjectsMayGo) {
         filter->SetInputCrossingCallback(in.get());
         filter->SetOutputCrossingCallback(out.get());
         if (round % 2 == 0) {
-            EXPECT_TRUE(in->waitFor(1) && out->waitFor(1));
+            EXPECT_TRUE(in->waitForCount(1) && out->waitForCount(1));
         }
         filter->SetInputCrossingCallback(nullptr);
         filter->SetOutputCrossingCallback(nullptr);
@@ -265,10 +243,10 @@ TEST_F(NetworkSendTest, ADiscontinuitySendsWhatIsQueuedUnpaced) {
     EXPECT_EQ(log.levels("Flush start"), Levels{2});
     EXPECT_EQ(log.count("Flush end"), 0);
     output.hold(false);
-    ASSERT_TRUE(output.waitFor(3));
+    ASSERT_TRUE(output.waitForCount(3));
     ASSERT_TRUE(log.waitFor("Flush end"));
     EXPECT_EQ(log.levels("Flush end"), Levels{2});
-    EXPECT_EQ(clock.reads(), 0) << "neither was paced";
+    EXPECT_EQ(clock.reads, 0) << "neither was paced";
 }
 
 TEST_F(NetworkSendTest, TheFlushIsSetBeforeTheInputCrossingAndTheSampleQueuedAfterIt) {
@@ -278,13 +256,13 @@ TEST_F(NetworkSendTest, TheFlushIsSetBeforeTheInputCrossingAndTheSampleQueuedAft
     input.onCrossing = [this](std::uint64_t id) {
         EXPECT_EQ(id, 3U);
         output.hold(false);
-        EXPECT_TRUE(output.waitFor(2)) << "without the flush it is held";
+        EXPECT_TRUE(output.waitForCount(2)) << "without the flush it is held";
         EXPECT_TRUE(log.waitFor("Flush end")) << "the loop found the queue empty";
-        EXPECT_EQ(output.ids(), (Ids{1, 2}));
+        EXPECT_EQ(output.all(), (Ids{1, 2}));
         filter->SetTimeOffset(0);
     };
     ASSERT_EQ(feed(3, {.start = 0, .discontinuity = true}), S_OK);
-    EXPECT_TRUE(output.waitFor(3));
+    EXPECT_TRUE(output.waitForCount(3));
 }
 
 TEST_F(NetworkSendTest, AFullPoolDropsUntilThereIsRoomAndStartsNoFlush) {
@@ -295,17 +273,17 @@ TEST_F(NetworkSendTest, AFullPoolDropsUntilThereIsRoomAndStartsNoFlush) {
     ASSERT_TRUE(log.waitFor("Flush end"));
     std::size_t out = 1;
     for (std::size_t episode = 1; episode <= 2; ++episode) {
-        ASSERT_TRUE(output.waitFor(out));
+        ASSERT_TRUE(output.waitForCount(out));
         ASSERT_TRUE(waitUntilPoolIsFree());
         output.hold(true);  // the loop stands with the first sample
         for (std::uint64_t id = 2; id <= 4; ++id) {
             ASSERT_EQ(feed(id), S_OK);
-            ASSERT_TRUE(output.waitFor(out + 1));
+            ASSERT_TRUE(output.waitForCount(out + 1));
         }
         EXPECT_EQ(log.levels("started dropping"), Levels(episode - 1, 1));
-        const auto entered = input.ids();
+        const auto entered = input.all();
         for (int i = 0; i < 5; ++i) EXPECT_EQ(feed(99, {.discontinuity = true}), S_OK);
-        EXPECT_EQ(input.ids(), entered) << "four buffers queue three";
+        EXPECT_EQ(input.all(), entered) << "four buffers queue three";
         EXPECT_EQ(log.levels("input queue full, started dropping samples"), Levels(episode, 1));
         EXPECT_EQ(log.levels("stopped dropping samples"), Levels(episode - 1, 1));
         output.hold(false);
@@ -316,8 +294,8 @@ TEST_F(NetworkSendTest, AFullPoolDropsUntilThereIsRoomAndStartsNoFlush) {
         EXPECT_EQ(log.levels("stopped dropping samples"), Levels(episode, 1));
         out += 5;
     }
-    ASSERT_TRUE(output.waitFor(out));
-    EXPECT_EQ(output.ids(), (Ids{1, 2, 3, 4, 5, 6, 2, 3, 4, 5, 6}));
+    ASSERT_TRUE(output.waitForCount(out));
+    EXPECT_EQ(output.all(), (Ids{1, 2, 3, 4, 5, 6, 2, 3, 4, 5, 6}));
     EXPECT_EQ(log.levels("Flush start"), Levels{2}) << "the first sample's";
     EXPECT_EQ(log.levels("Flush end"), Levels{2});
 }
@@ -327,7 +305,7 @@ TEST_F(NetworkSendTest, APoolOfOneBufferDropsEverySample) {
     filter->SetInputCrossingCallback(&input);
     run();
     for (std::uint64_t id = 1; id <= 3; ++id) EXPECT_EQ(feed(id), S_OK);
-    EXPECT_EQ(input.ids(), Ids{}) << "the sample itself holds the only buffer";
+    EXPECT_EQ(input.all(), Ids{}) << "the sample itself holds the only buffer";
     EXPECT_EQ(log.levels("started dropping"), Levels{1});
     EXPECT_EQ(log.count("stopped dropping"), 0);
     EXPECT_TRUE(network.datagrams().empty());
@@ -339,7 +317,7 @@ TEST_F(NetworkSendTest, ASampleThatComesDuringThePinsFlushIsQueuedLikeAnyOther) 
     auto& pin = *static_cast<CInputPin*>(filter->GetPin(0));
     ASSERT_EQ(pin.BeginFlush(), S_OK);
     EXPECT_EQ(feed(1), S_OK);
-    EXPECT_TRUE(output.waitFor(1));
+    EXPECT_TRUE(output.waitForCount(1));
     EXPECT_EQ(network.sizes(), std::vector<std::size_t>{1500});
     ASSERT_EQ(pin.EndFlush(), S_OK);
     EXPECT_EQ(log.count("Flush"), 0) << "the sender's own flush is another thing";
@@ -350,7 +328,7 @@ TEST_F(NetworkSendTest, TheTimeOffsetIsAHoldBackInMilliseconds) {
     ASSERT_EQ(filter->SetTimeOffset(1100), S_OK);
     const auto begin = std::chrono::steady_clock::now();
     ASSERT_EQ(feed(2, {.start = 0}), S_OK);
-    ASSERT_TRUE(output.waitFor(2));
+    ASSERT_TRUE(output.waitForCount(2));
     EXPECT_GE(std::chrono::steady_clock::now() - begin, Milliseconds(1090));
     // Whatever grew before has settled in that time, so the next empty queue begins a new series.
     EXPECT_TRUE(log.waitFor("Time offset stabilizing from 1100+"));
@@ -364,30 +342,30 @@ TEST_F(NetworkSendTest, OnlyOneTurnsPacingOn) {
         EXPECT_EQ(filter->EnablePacing(1), S_OK);
         EXPECT_EQ(filter->EnablePacing(off), S_OK);
         ASSERT_EQ(feed(++id, {.start = 0}), S_OK);
-        ASSERT_TRUE(output.waitFor(id)) << "held back with " << off;
+        ASSERT_TRUE(output.waitForCount(id)) << "held back with " << off;
     }
-    EXPECT_EQ(clock.reads(), 0);
+    EXPECT_EQ(clock.reads, 0);
     EXPECT_EQ(filter->EnablePacing(1), S_OK);
     ASSERT_EQ(feed(++id, {.start = 0}), S_OK);
-    EXPECT_TRUE(clock.waitForReads(1));
+    EXPECT_TRUE(clock.waitForRead());
 }
 
 TEST_F(NetworkSendTest, ADestructionDuringALongWaitEndsAtOnceWithTheSampleUnsent) {
     runWithClock();
     ASSERT_EQ(filter->SetTimeOffset(kLongMs), S_OK);
     ASSERT_EQ(feed(2, {.start = 0}), S_OK);
-    ASSERT_TRUE(clock.waitForReads(1));  // the loop counts how long to hold it
+    ASSERT_TRUE(clock.waitForRead());  // the loop counts how long to hold it
     filter->Stop();
     feeder->Stop();
     connection->disconnect();
     connection.reset();
     filter->JoinFilterGraph(nullptr, nullptr);
-    EXPECT_EQ(output.ids(), Ids{1}) << "still held";
+    EXPECT_EQ(output.all(), Ids{1}) << "still held";
     const auto begin = std::chrono::steady_clock::now();
     filter.reset();
     EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(5));
     EXPECT_FALSE(clock.isHeld()) << "the filter is gone";
-    EXPECT_EQ(output.ids(), Ids{1});
+    EXPECT_EQ(output.all(), Ids{1});
     EXPECT_EQ(network.datagrams().size(), 1U);
     filter = ComPtr<CNetworkSend>(new CNetworkSend(nullptr, &status, network.maker()));
 }

@@ -116,20 +116,10 @@ TEST_F(SenderStreamTest, AFailingCallEndsBothWithItsStatus) {
 
 TEST_F(SenderStreamTest, ItsInterfacesAreOneObjectAggregatedToo) {
     test::Outer outer([this](IUnknown* owner) { return new CNetworkSend(owner, &status); });
-    for (const GUID& id : {ISpecifyPropertyPages::iid, ISenderConfig::iid, IAMFilterMiscFlags::iid, IPersistStream::iid,
-                           IDelayCrossingPointFilter::iid, IBaseFilter::iid, IPersist::iid}) {
-        ComPtr<IUnknown> found;
-        ASSERT_EQ(outer.QueryInterface(id, found.putVoid()), S_OK);
-        EXPECT_EQ(found.query<IUnknown>().get(), &outer);
-        const auto persist = found.query<IPersistStream>();
-        ASSERT_TRUE(persist);
-        for (IPersist* way : {static_cast<IPersist*>(persist.get()), found.query<IPersist>().get()}) {
-            GUID classId;
-            EXPECT_EQ(way->GetClassID(&classId), S_OK);
-            EXPECT_EQ(classId, CLSID_CNetworkSend);
-        }
-    }
-    EXPECT_EQ(outer.count(), 0U);
+    test::expectOneObject(outer,
+                          {ISpecifyPropertyPages::iid, ISenderConfig::iid, IAMFilterMiscFlags::iid, IPersistStream::iid,
+                           IDelayCrossingPointFilter::iid, IBaseFilter::iid, IPersist::iid},
+                          CLSID_CNetworkSend);
 }
 
 }  // namespace

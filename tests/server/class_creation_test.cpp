@@ -13,7 +13,6 @@
 #include "interfaces/class_ids.h"
 #include "media/host/interfaces.h"
 #include "platform/class_creation.h"
-#include "platform/errors.h"
 #include "platform/registry.h"
 #include "support/registered_module.h"
 #include "support/temporary_file.h"

@@ -50,24 +50,19 @@ TEST(ModuleFile, ExportsTheEntryPointsAlone) {
 }
 
 TEST_F(Module, ClassObjectsAreRefusedByInterfaceBeforeClass) {
-    const struct {
-        GUID classId;
-        GUID interfaceId;
-        HRESULT status;
-    } rows[] = {
+    const std::tuple<GUID, GUID, HRESULT> rows[] = {
         {CLSID_CNetworkReceiverFilter, IUnknown::iid, S_OK},
         {CLSID_CNetworkSend, IClassFactory::iid, S_OK},
         {CLSID_CNetworkSend, IBaseFilter::iid, E_NOINTERFACE},
         {CLSID_NetRecvSecondPage, IBaseFilter::iid, E_NOINTERFACE},
         {CLSID_NetRecvSecondPage, IClassFactory::iid, CLASS_E_CLASSNOTAVAILABLE},
     };
-    for (const auto& row : rows) {
-        ComPtr<IUnknown> object;
+    for (const auto& [classId, interfaceId, status] : rows) {
         void* given = this;
-        EXPECT_EQ(getClassObject(row.classId, row.interfaceId, &given), row.status);
-        EXPECT_EQ(given != nullptr, row.status == S_OK);
-        object = ComPtr<IUnknown>::attach(static_cast<IUnknown*>(given));
-        EXPECT_EQ(static_cast<bool>(object.query<IClassFactory>()), row.status == S_OK);
+        EXPECT_EQ(getClassObject(classId, interfaceId, &given), status);
+        EXPECT_EQ(given != nullptr, status == S_OK);
+        const auto object = ComPtr<IUnknown>::attach(static_cast<IUnknown*>(given));
+        EXPECT_EQ(static_cast<bool>(object.query<IClassFactory>()), status == S_OK);
         EXPECT_FALSE(object.query<IBaseFilter>());
     }
     EXPECT_EQ(getClassObject(CLSID_CNetworkSend, IUnknown::iid, nullptr), E_POINTER);

@@ -104,7 +104,9 @@ TEST_F(Registration, SaysWhatTheRegistrySays) {
     setRegistryFile(directory + "/missing/registry");
     EXPECT_EQ(registerServer(), HRESULT_FROM_WIN32(ErrorPathNotFound));
     EXPECT_EQ(unregisterServer(), S_OK) << "an empty registry";
-    setRegistryFile(directory);
+    const std::string folder = directory + "/folder";
+    fs::create_directory(folder);
+    setRegistryFile(folder);
     EXPECT_EQ(registerServer(), kBroken);
     setRegistryFile(file);
     for (const char* broken : {"no registry", "mcgate registry 1\n@=\"no key\"", "mcgate registry 1\n[HKEY_USERS\\x]",

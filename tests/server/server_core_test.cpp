@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "platform/errors.h"
 #include "platform/registry.h"
 #include "server/class_factory.h"
@@ -93,12 +95,9 @@ TEST(ServerCore, RegistersByTheMapperThatIsThereAndEndsAtAFailure) {
     setRegistryFile(registry.path());
     SetFactoryTemplates(kTable, 3);
     const ModuleAttachment attachment(&kTable);
-    const struct {
-        HRESULT newer, older, unregistering, registering, status;
-        const char* registered;  ///< calls of the loop
-        HRESULT left;            ///< status of unregistering
-        const char* unregistered;
-    } rows[] = {
+    // What the mappers say: newer, older, unregistering, registering. Then the status of registering with the calls of
+    // its loop, and that of unregistering.
+    const std::tuple<HRESULT, HRESULT, HRESULT, HRESULT, HRESULT, std::string, HRESULT, std::string> rows[] = {
         {S_OK, S_OK, kNotThere, S_OK, S_OK, "URUR", S_OK, "UU"},
         {S_OK, S_OK, kFails, S_OK, kFails, "U", kFails, "U"},
         {S_OK, S_OK, S_OK, kFails, kFails, "UR", S_OK, "UU"},
@@ -108,40 +107,35 @@ TEST(ServerCore, RegistersByTheMapperThatIsThereAndEndsAtAFailure) {
         {kFails, S_OK, S_OK, kFails, kFails, "ur", S_OK, "uu"},
         {E_FAIL, kFails, S_OK, S_OK, kFails, "", kFails, ""},
     };
-    for (const auto& row : rows) {
-        const auto again = [&row] { mappers = {row.newer, row.older, row.unregistering, row.registering, ""}; };
-        again();
-        EXPECT_EQ(registerModule(), row.status);
-        EXPECT_EQ(mappers.calls, row.registered);
-        again();
-        EXPECT_EQ(unregisterModule(), row.left);
-        EXPECT_EQ(mappers.calls, row.unregistered);
+    for (const auto& [newerSays, olderSays, unregistering, registering, status, calls, left, callsBack] : rows) {
+        mappers = {newerSays, olderSays, unregistering, registering, ""};
+        EXPECT_EQ(registerModule(), status);
+        EXPECT_EQ(mappers.calls, calls);
+        mappers.calls.clear();
+        EXPECT_EQ(unregisterModule(), left);
+        EXPECT_EQ(mappers.calls, callsBack);
         std::string name;
-        EXPECT_EQ(readRegistryValue(classKey(kClass), "", name) == 0, FAILED(row.left)) << "its keys stay with it";
+        EXPECT_EQ(readRegistryValue(classKey(kClass), "", name) == 0, FAILED(left)) << "its keys stay with it";
     }
+    std::filesystem::remove(registry.path() + ".lock");
 }
 
 TEST(ServerCore, AClassThatFailsLeavesNoObject) {
-    const struct {
-        bool gives;
-        HRESULT makes;
-        const GUID& asked;
-        HRESULT status;
-    } rows[] = {{true, S_OK, IUnknown::iid, S_OK},
-                {true, S_OK, IClassFactory::iid, E_NOINTERFACE},
-                {true, kFails, IUnknown::iid, kFails},
-                {false, kFails, IUnknown::iid, kFails},
-                {false, S_OK, IUnknown::iid, E_OUTOFMEMORY}};
-    for (const auto& row : rows) {
+    const std::tuple<bool, HRESULT, GUID, HRESULT> rows[] = {{true, S_OK, IUnknown::iid, S_OK},
+                                                             {true, S_OK, IClassFactory::iid, E_NOINTERFACE},
+                                                             {true, kFails, IUnknown::iid, kFails},
+                                                             {false, kFails, IUnknown::iid, kFails},
+                                                             {false, S_OK, IUnknown::iid, E_OUTOFMEMORY}};
+    for (const auto& [object, result, asked, status] : rows) {
         CClassFactory factory(kTable[0]);
         const auto before = CBaseObject::ObjectsActive();
-        gives = row.gives;
-        makes = row.makes;
+        gives = object;
+        makes = result;
         ComPtr<IUnknown> made;
-        EXPECT_EQ(factory.CreateInstance(nullptr, row.asked, made.putVoid()), row.status);
-        EXPECT_EQ(static_cast<bool>(made), row.status == S_OK);
-        EXPECT_EQ(factory.CreateInstance(nullptr, row.asked, nullptr), E_POINTER);
-        EXPECT_EQ(CBaseObject::ObjectsActive() - before, row.status == S_OK ? 1 : 0);
+        EXPECT_EQ(factory.CreateInstance(nullptr, asked, made.putVoid()), status);
+        EXPECT_EQ(static_cast<bool>(made), status == S_OK);
+        EXPECT_EQ(factory.CreateInstance(nullptr, asked, nullptr), E_POINTER);
+        EXPECT_EQ(CBaseObject::ObjectsActive() - before, status == S_OK ? 1 : 0);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -26,20 +27,60 @@ public:
     };
 
     /// Called before the fault is made.
-    void begin(std::size_t kind, std::int64_t nowMs);
+    void begin(std::size_t kind, std::int64_t nowMs) {
+        const std::lock_guard hold(lock_);
+        ++count_;
+        last() = Fault{kind, nowMs, {}, {}, {}};
+        ++figures_[kind].times;
+    }
     /// Called before the repair: data that comes from now on came back.
-    void mending(std::int64_t nowMs);
-    void mended(std::int64_t nowMs);
+    void mending(std::int64_t nowMs) {
+        const std::lock_guard hold(lock_);
+        last().mending = nowMs;
+    }
+    void mended(std::int64_t nowMs) {
+        const std::lock_guard hold(lock_);
+        last().mended = nowMs;
+    }
     /// Judges the last repair, when data came back or the limit is over.
-    void judge();
+    void judge() {
+        const std::lock_guard hold(lock_);
+        const Fault& fault = last();
+        if (!fault.back || *fault.back > *fault.mended + limitMs_) ++figures_[fault.kind].late;
+    }
     /// A datagram of the first cable's stream arrived.
-    void onData(std::int64_t nowMs);
+    void onData(std::int64_t nowMs) {
+        const std::lock_guard hold(lock_);
+        if (count_ > 0 && last().mending) {
+            Fault& fault = last();
+            if (!fault.back) fault.back = nowMs;
+            // Silence counts from the repair on, and not while it is being made.
+            if (fault.mended) {
+                auto& longest = figures_[fault.kind].longestSilenceMs;
+                longest = std::max(longest, nowMs - std::max(lastData_, *fault.mended));
+            }
+        }
+        lastData_ = nowMs;
+    }
 
-    bool returned() const;
+    bool returned() const {
+        const std::lock_guard hold(lock_);
+        return count_ == 0 || last().back;
+    }
     /// Books the loss of a number that left at this time, and tells whether a fault explains it: from shortly before
     /// the fault, since a datagram takes its time, until data was back, and at the latest when it had to be.
-    bool explainLoss(std::int64_t leftMs);
-    Figures figures(std::size_t kind) const;
+    bool explainLoss(std::int64_t leftMs) {
+        const std::lock_guard hold(lock_);
+        const auto used = faults_.begin() + static_cast<std::ptrdiff_t>(std::min(count_, kRemembered));
+        const auto cause = std::find_if(faults_.begin(), used, [&](const Fault& one) { return covers(one, leftMs); });
+        if (cause == used) return false;
+        ++figures_[cause->kind].losses;
+        return true;
+    }
+    Figures figures(std::size_t kind) const {
+        const std::lock_guard hold(lock_);
+        return figures_[kind];
+    }
 
 private:
     struct Fault {
@@ -50,7 +91,11 @@ private:
     static constexpr std::int64_t kOnItsWayMs = 200;
     static constexpr std::size_t kRemembered = 8;  // a gap in the stream spans no more faults than that
 
-    bool covers(const Fault& fault, std::int64_t timeMs) const;
+    bool covers(const Fault& fault, std::int64_t timeMs) const {
+        if (timeMs < fault.begin - kOnItsWayMs) return false;
+        if (fault.back && timeMs > *fault.back) return false;
+        return !fault.mended || timeMs <= *fault.mended + limitMs_;
+    }
     Fault& last() { return faults_[(count_ - 1) % kRemembered]; }
     const Fault& last() const { return faults_[(count_ - 1) % kRemembered]; }
 

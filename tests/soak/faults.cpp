@@ -8,18 +8,12 @@ namespace soak {
 using test::TwoHosts;
 
 const std::array<FaultKind, kFaultKinds> kFaults{{
-    {"cable pulled", [](const TwoHosts& hosts) { hosts.pullCable(); }, [](const TwoHosts& hosts) { hosts.plugCable(); },
-     false},
-    {"receiver's interface down", [](const TwoHosts& hosts) { hosts.setDown(); },
-     [](const TwoHosts& hosts) { hosts.setUp(); }, false},
-    {"receiver's address removed", [](const TwoHosts& hosts) { hosts.removeAddress(); },
-     [](const TwoHosts& hosts) { hosts.restoreAddress(); }, false},
+    {"cable pulled", &TwoHosts::pullCable, &TwoHosts::plugCable, false},
+    {"receiver's interface down", &TwoHosts::setDown, &TwoHosts::setUp, false},
+    {"receiver's address removed", &TwoHosts::removeAddress, &TwoHosts::restoreAddress, false},
     // The group still arrives at an interface without address; a sender without one falls silent.
-    {"sender's address removed",
-     [](const TwoHosts& hosts) { hosts.peer.run([] { test::ip("addr del 10.66.0.2/24 dev mc1"); }); },
-     [](const TwoHosts& hosts) { hosts.peer.run([] { test::ip("addr add 10.66.0.2/24 dev mc1"); }); }, false},
-    {"interface made anew", [](const TwoHosts& hosts) { hosts.deleteInterface(); },
-     [](const TwoHosts& hosts) { hosts.makeInterfaceAnew(); }, true},
+    {"sender's address removed", &TwoHosts::removePeersAddress, &TwoHosts::restorePeersAddress, false},
+    {"interface made anew", &TwoHosts::deleteInterface, &TwoHosts::makeInterfaceAnew, true},
 }};
 
 PlannedFault FaultPlan::next() {

@@ -13,8 +13,8 @@ namespace soak {
 /// Something that goes wrong with the first cable, and its repair. The receiver is here, the sender in the peer.
 struct FaultKind {
     const char* name;
-    void (*happen)(const test::TwoHosts& hosts);
-    void (*mend)(const test::TwoHosts& hosts);
+    void (test::TwoHosts::*happen)() const;
+    void (test::TwoHosts::*mend)() const;
     bool newInterface;  ///< after the repair there are other interfaces with the old names: the sender starts anew
 };
 

@@ -1,5 +1,6 @@
 #include "soak/road.h"
 
+#include <cstdio>
 #include <stdexcept>
 #include <thread>
 
@@ -24,6 +25,10 @@ constexpr std::int32_t kGroupPort = 5000;
 constexpr std::int32_t kSoundPort = 5002;
 constexpr const char* kGroup = "239.1.1.1";
 constexpr std::chrono::milliseconds kClockSettles{1050};
+
+void printWarning(const mcgate::host::Notice& notice) {
+    if (notice.level <= 1) std::fprintf(stderr, "sender: %s\n", notice.text.c_str());
+}
 
 void demand(HRESULT status, const std::string& what) {
     if (FAILED(status)) throw std::runtime_error(what + ": " + GetStatusText(status));
@@ -64,7 +69,7 @@ HRESULT Reception::take(IMediaSample& sample) {
 
 Road::Road(const test::TwoHosts& hosts, NumberSource& source, Reception& group, Reception& sound,
            std::int32_t timeoutMs)
-    : hosts_(hosts), source_(source) {
+    : hosts_(hosts), source_(source), log_(printWarning) {
     group.build(*receiving_, kGroupPort, "10.66.0.1", kGroup, timeoutMs);
     sound.build(*receiving_, kSoundPort, "10.67.0.1", "0.0.0.0", timeoutMs);
     buildSender();
@@ -92,9 +97,10 @@ void Road::buildSender() {
     add(kGroup, kGroupPort, "10.66.0.2");
     add("10.67.0.1", kSoundPort, "10.67.0.2");
     sender_.query<IDelayCrossingPointFilter>()->SetOutputCrossingCallback(&source_);
-    demand(sending_->addFilter(&source_, "source"), "can't build the sending graph");
+    demand(sending_->addFilter(&source_.filter(), "source"), "can't build the sending graph");
     demand(sending_->addFilter(sender_.get(), "sender"), "can't build the sending graph");
-    demand(sending_->connect(source_.GetPin(0), findPin(*sender_, PINDIR_INPUT).get()), "can't connect the sender");
+    demand(sending_->connect(source_.filter().output(), findPin(*sender_, PINDIR_INPUT).get()),
+           "can't connect the sender");
 }
 
 void Road::start() {
@@ -106,6 +112,7 @@ void Road::start() {
 
 void Road::runSender() {
     hosts_.peer.run([this] { demand(sending_->run(), "can't start the sender"); });
+    source_.start();
 }
 
 void Road::stopSender() {
@@ -117,7 +124,5 @@ void Road::restartSender() {
     stopSender();
     runSender();
 }
-
-void Road::finish() { stopSender(); }
 
 }  // namespace soak

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 #include "graph/filter_graph.h"
@@ -11,8 +10,8 @@
 #include "interfaces/i_sender_config.h"
 #include "interfaces/i_source_config.h"
 #include "soak/number_source.h"
-#include "soak/printing_log.h"
 #include "soak/stream_record.h"
+#include "streams/stream_log.h"
 #include "support/two_hosts.h"
 
 namespace soak {
@@ -68,16 +67,15 @@ public:
     /// What an operator does when the sender's interface is another one: ends the stream, stops, and runs again.
     void restartSender();
     /// Ends the stream and stops the sender.
-    void finish();
+    void stopSender();
 
 private:
     void buildSender();
     void runSender();
-    void stopSender();
 
     const test::TwoHosts& hosts_;
     NumberSource& source_;
-    PrintingLog log_;
+    mcgate::host::StreamLog log_;
     mcgate::platform::ComPtr<mcgate::host::FilterGraph> receiving_ = mcgate::host::FilterGraph::create();
     mcgate::platform::ComPtr<mcgate::host::FilterGraph> sending_ = mcgate::host::FilterGraph::create();
     mcgate::platform::ComPtr<IBaseFilter> sender_;

@@ -23,9 +23,7 @@ constexpr std::int64_t kProgressMs = 10'000;
 }  // namespace
 
 Soak::Soak(const SoakOptions& options)
-    : options_(options),
-      group_(groupRecord_, options.overlooked),
-      road_(hosts_, *source_, group_, sound_, kTimeoutMs) {}
+    : options_(options), group_(groupRecord_, options.overlooked), road_(hosts_, source_, group_, sound_, kTimeoutMs) {}
 
 SoakReport Soak::run() {
     road_.start();
@@ -57,10 +55,10 @@ void Soak::suffer(const PlannedFault& planned) {
     doing_ = kind.name;
     ++faultCount_;
     faults_.begin(planned.kind, time_.now());
-    kind.happen(hosts_);
+    (hosts_.*kind.happen)();
     pass(planned.length);
     faults_.mending(time_.now());
-    kind.mend(hosts_);
+    (hosts_.*kind.mend)();
     if (kind.newInterface) road_.restartSender();
     faults_.mended(time_.now());
     awaitReturn(kind);
@@ -80,7 +78,7 @@ void Soak::awaitReturn(const FaultKind& kind) {
 // The process is looked at while the streams flow, as it was after the warm-up.
 void Soak::finish() {
     atLast_ = ProcessState::now();
-    road_.finish();
+    road_.stopSender();
     const std::uint32_t last = handovers_.last();
     const auto complete = [&] { return groupRecord_.figures().last == last && soundRecord_.figures().last == last; };
     await(complete, milliseconds(kBackMs));
@@ -122,7 +120,7 @@ bool Soak::await(const std::function<bool()>& condition, milliseconds deadline) 
 
 void Soak::nap() {
     std::this_thread::sleep_for(kLook);
-    if (!source_->healthy()) throw std::runtime_error("the sender refused a sample or did not send it");
+    if (!source_.healthy()) throw std::runtime_error("the sender refused a sample or did not send it");
     if (nextProgress_ == 0 || time_.now() < nextProgress_) return;
     nextProgress_ += kProgressMs;
     const auto group = groupRecord_.figures();

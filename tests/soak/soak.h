@@ -47,7 +47,7 @@ private:
     FaultLog faults_{kBackMs};
     StreamRecord groupRecord_{"group", time_, handovers_, &faults_};
     StreamRecord soundRecord_{"sound", time_, handovers_, nullptr};
-    const mcgate::platform::ComPtr<NumberSource> source_ = NumberSource::create(time_, handovers_);
+    NumberSource source_{time_, handovers_};
     Reception group_;
     Reception sound_{soundRecord_, 0};
     Road road_;

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -11,6 +10,7 @@
 #include <vector>
 
 #include "network/net_sender.h"
+#include "support/notes.h"
 
 namespace test {
 
@@ -34,10 +34,7 @@ public:
         failure_ = text;
         failEvery_ = every;
     }
-    std::vector<Datagram> datagrams() {
-        const std::lock_guard hold(lock_);
-        return datagrams_;
-    }
+    std::vector<Datagram> datagrams() { return datagrams_.all(); }
     std::vector<std::size_t> sizes(std::size_t destination = 0) {
         std::vector<std::size_t> result;
         for (const auto& one : datagrams()) {
@@ -52,16 +49,11 @@ public:
         }
         return result;
     }
-    bool waitForDatagrams(std::size_t count) {
-        std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, std::chrono::seconds(20), [&] { return datagrams_.size() >= count; });
-    }
-    /// As waitForDatagrams, of one destination.
+    /// Of one destination; false when they are fewer by the deadline.
     bool waitForDatagramsAt(std::size_t destination, std::size_t count) {
         const auto isItsOwn = [&](const Datagram& one) { return one.destination == destination; };
-        std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, std::chrono::seconds(20), [&] {
-            return std::count_if(datagrams_.begin(), datagrams_.end(), isItsOwn) >= static_cast<std::ptrdiff_t>(count);
+        return datagrams_.waitFor([&](const auto& all) {
+            return std::count_if(all.begin(), all.end(), isItsOwn) >= static_cast<std::ptrdiff_t>(count);
         });
     }
     /// Sends tried on the destination, failed ones too.
@@ -70,8 +62,7 @@ public:
         return attempts_[destination];
     }
     bool waitForAttempts(std::size_t destination, std::size_t count, std::chrono::milliseconds deadline) {
-        std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, deadline, [&] { return attempts_[destination] >= count; });
+        return eventually([&] { return attempts(destination) >= count; }, deadline);
     }
 
 private:
@@ -79,13 +70,8 @@ private:
     public:
         Destination(FakeNetwork& network, std::size_t number) : network_(network), number_(number) {}
         void send(const quorvel::network::udp::lib_udp::v2_1::UdpPacket& packet) override {
-            const std::lock_guard hold(network_.lock_);
-            const std::size_t attempt = ++network_.attempts_[number_];
-            network_.changed_.notify_all();
-            if (!network_.failure_.empty() && network_.failing_ == number_ && attempt % network_.failEvery_ == 0) {
-                throw std::runtime_error(network_.failure_);
-            }
-            network_.datagrams_.push_back(
+            network_.attempt(number_);
+            network_.datagrams_.add(
                 {number_, {packet.payload.begin(), packet.payload.begin() + packet.size}, packet.timeTag});
         }
 
@@ -94,14 +80,20 @@ private:
         const std::size_t number_;
     };
 
-    std::mutex lock_;
-    std::condition_variable changed_;
+    void attempt(std::size_t destination) {
+        const std::lock_guard hold(lock_);
+        const std::size_t attempt = ++attempts_[destination];
+        if (failure_.empty() || failing_ != destination || attempt % failEvery_ != 0) return;
+        throw std::runtime_error(failure_);
+    }
+
+    std::mutex lock_;  // over what follows, down to attempts_
     std::size_t made_ = 0;
     std::size_t failing_ = 0;
     std::size_t failEvery_ = 1;
     std::string failure_;
     std::map<std::size_t, std::size_t> attempts_;
-    std::vector<Datagram> datagrams_;
+    Notes<Datagram> datagrams_;
 };
 
 }  // namespace test

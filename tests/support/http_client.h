@@ -32,6 +32,8 @@ public:
     }
     /// False when the connection is closed already.
     bool say(const std::string& text) { return ::send(socket_, text.data(), text.size(), MSG_NOSIGNAL) >= 0; }
+    /// No more is said.
+    void finish() { shutdown(socket_, SHUT_WR); }
     /// What comes next, at most 64 KiB; empty at the end.
     std::string hearSome() {
         std::string part(1 << 16, '\0');

@@ -1,11 +1,12 @@
 #pragma once
 
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <utility>
 #include <vector>
+
+#include "support/eventually.h"
 
 namespace test {
 
@@ -31,7 +32,7 @@ public:
     template <class Condition>
     bool waitFor(Condition&& condition) {
         std::unique_lock hold(lock_);
-        return changed_.wait_for(hold, std::chrono::seconds(20), [&] { return condition(all_); });
+        return changed_.wait_for(hold, kDeadline, [&] { return condition(all_); });
     }
     bool waitForCount(std::size_t count) {
         return waitFor([count](const All& all) { return all.size() >= count; });

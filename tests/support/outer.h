@@ -1,9 +1,13 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 
 #include "media/host/base_object.h"
+#include "media/host/interfaces.h"
 
 namespace test {
 
@@ -35,5 +39,24 @@ private:
     IUnknown* innerIdentity_ = nullptr;
     std::uint32_t count_ = 0;
 };
+
+/// Each of the interfaces is one and the same object's, which is of this class.
+inline void expectOneObject(Outer& outer, std::initializer_list<GUID> interfaces, const GUID& classId) {
+    for (const GUID& id : interfaces) {
+        mcgate::platform::ComPtr<IUnknown> found;
+        ASSERT_EQ(outer.QueryInterface(id, found.putVoid()), S_OK);
+        EXPECT_EQ(found.query<IUnknown>().get(), &outer);
+        GUID ofPersist;
+        GUID ofStream;
+        ASSERT_TRUE(found.query<IPersist>() && found.query<IPersistStream>());
+        EXPECT_EQ(found.query<IPersist>()->GetClassID(&ofPersist), S_OK);
+        EXPECT_EQ(found.query<IPersistStream>()->GetClassID(&ofStream), S_OK);
+        EXPECT_TRUE(ofPersist == classId && ofStream == classId);
+    }
+    EXPECT_EQ(outer.count(), 0U) << "each reference was the outer object's";
+    mcgate::platform::ComPtr<IUnknown> own;
+    ASSERT_EQ(outer.innerIdentity()->QueryInterface(IUnknown::iid, own.putVoid()), S_OK);
+    EXPECT_EQ(own.get(), outer.innerIdentity());
+}
 
 }  // namespace test

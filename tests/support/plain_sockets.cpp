@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 
 namespace test {
@@ -33,11 +34,16 @@ void require(bool done, const std::string& what) {
 }
 
 PlainSocket socketIn(const Host& host, int family) {
-    PlainSocket* made = nullptr;
-    host.run([&] { made = new PlainSocket(family); });
-    PlainSocket result = std::move(*made);
-    delete made;
-    return result;
+    std::optional<PlainSocket> made;
+    host.run([&] { made.emplace(family); });
+    return std::move(*made);
+}
+
+unsigned indexIn(const Host& host, const std::string& interfaceName) {
+    unsigned index = 0;
+    host.run([&] { index = if_nametoindex(interfaceName.c_str()); });
+    require(index != 0, "no interface " + interfaceName);
+    return index;
 }
 
 // For a listener that is slower than its stream for a while.
@@ -48,24 +54,13 @@ PlainSocket roomy(PlainSocket socket) {
 }
 
 PlainSocket tapOn(const Host& host, const std::string& interfaceName) {
-    int descriptor = -1;
-    host.run([&] {
-        descriptor = socket(AF_PACKET, SOCK_DGRAM | SOCK_CLOEXEC, htons(ETH_P_ALL));
-        require(descriptor >= 0, "no packet socket");
-        sockaddr_ll where{};
-        where.sll_family = AF_PACKET;
-        where.sll_protocol = htons(ETH_P_ALL);
-        where.sll_ifindex = static_cast<int>(if_nametoindex(interfaceName.c_str()));
-        require(bind(descriptor, reinterpret_cast<sockaddr*>(&where), sizeof where) == 0, "can't tap");
-    });
-    return PlainSocket::of(descriptor);
-}
-
-unsigned indexIn(const Host& host, const std::string& interfaceName) {
-    unsigned index = 0;
-    host.run([&] { index = if_nametoindex(interfaceName.c_str()); });
-    require(index != 0, "no interface " + interfaceName);
-    return index;
+    PlainSocket made = socketIn(host, AF_PACKET);  // deaf until it is bound
+    sockaddr_ll where{};
+    where.sll_family = AF_PACKET;
+    where.sll_protocol = htons(ETH_P_ALL);
+    where.sll_ifindex = static_cast<int>(indexIn(host, interfaceName));
+    require(bind(made.get(), reinterpret_cast<sockaddr*>(&where), sizeof where) == 0, "can't tap");
+    return made;
 }
 
 std::string text(int family, const void* address) {
@@ -128,12 +123,6 @@ PlainSocket::PlainSocket(int family) : descriptor_(socket(family, SOCK_DGRAM | S
     require(descriptor_ >= 0, "no socket");
 }
 
-PlainSocket PlainSocket::of(int descriptor) {
-    PlainSocket made;
-    made.descriptor_ = descriptor;
-    return made;
-}
-
 PlainSocket::~PlainSocket() {
     if (descriptor_ >= 0) close(descriptor_);
 }
@@ -179,17 +168,13 @@ std::string Stream::numbered(std::uint32_t number) {
 Stream::Stream(const Host& host, const std::string& local, const std::string& interfaceName, const std::string& address,
                std::uint16_t port, std::chrono::milliseconds spacing,
                std::function<std::string(std::uint32_t number)> datagram)
-    : speaker_(host, local, interfaceName), thread_([this, address, port, spacing, datagram = std::move(datagram)] {
-          for (std::uint32_t i = 1; !ending_; ++i) {
+    : speaker_(host, local, interfaceName),
+      thread_([this, address, port, spacing, datagram = std::move(datagram)](const std::stop_token& ending) {
+          for (std::uint32_t i = 1; !ending.stop_requested(); ++i) {
               speaker_.say(datagram(i), address, port);  // may be refused while a cable is out
               std::this_thread::sleep_for(spacing);
           }
       }) {}
-
-Stream::~Stream() {
-    ending_ = true;
-    thread_.join();
-}
 
 PlainSocket listeningSocket(const Host& host, const std::string& address, std::uint16_t port,
                             const std::string& interfaceName) {
@@ -201,20 +186,15 @@ PlainSocket listeningSocket(const Host& host, const std::string& address, std::u
 }
 
 Reader::Reader(int descriptor, Take take)
-    : thread_([this, descriptor, take = std::move(take)] {
+    : thread_([descriptor, take = std::move(take)](const std::stop_token& ending) {
           pollfd watched{descriptor, POLLIN, 0};
           std::array<std::uint8_t, 2048> buffer{};
-          while (!ending_) {
+          while (!ending.stop_requested()) {
               if (poll(&watched, 1, kLookMs) != 1) continue;
               const ssize_t length = recv(descriptor, buffer.data(), buffer.size(), MSG_DONTWAIT);
               if (length > 0) take(buffer.data(), static_cast<std::size_t>(length));
           }
       }) {}
-
-Reader::~Reader() {
-    ending_ = true;
-    thread_.join();
-}
 
 Ear::Ear(const Host& host, const std::string& address, std::uint16_t port, const std::string& interfaceName)
     : socket_(roomy(listeningSocket(host, address, port, interfaceName))),

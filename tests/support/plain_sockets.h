@@ -4,9 +4,6 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
-#include <algorithm>
-#include <array>
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -14,7 +11,6 @@
 #include <string>
 #include <thread>
 #include <utility>
-#include <vector>
 
 #include "support/notes.h"
 #include "support/private_network.h"
@@ -34,8 +30,6 @@ struct Endpoint {
 class PlainSocket {
 public:
     explicit PlainSocket(int family);
-    /// Takes over an open one.
-    static PlainSocket of(int descriptor);
     PlainSocket(PlainSocket&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
     PlainSocket& operator=(PlainSocket&&) = delete;
     ~PlainSocket();
@@ -45,8 +39,7 @@ public:
     void joinAnySource(const std::string& group, const std::string& interfaceName) const;
 
 private:
-    PlainSocket() = default;
-    int descriptor_ = -1;
+    int descriptor_;
 };
 
 /// A socket of the host, bound to address and port with reuse, and joined on the interface when that is a group.
@@ -73,12 +66,10 @@ public:
     Stream(const Host& host, const std::string& local, const std::string& interfaceName, const std::string& address,
            std::uint16_t port, std::chrono::milliseconds spacing = std::chrono::milliseconds(5),
            std::function<std::string(std::uint32_t number)> datagram = numbered);
-    ~Stream();
 
 private:
     const Speaker speaker_;
-    std::atomic<bool> ending_{false};
-    std::thread thread_;
+    const std::jthread thread_;
 };
 
 /// Hands on what comes to a descriptor, on a thread of its own, until it is destroyed.
@@ -86,11 +77,9 @@ class Reader {
 public:
     using Take = std::function<void(const std::uint8_t* bytes, std::size_t size)>;
     Reader(int descriptor, Take take);
-    ~Reader();
 
 private:
-    std::atomic<bool> ending_{false};
-    std::thread thread_;
+    const std::jthread thread_;
 };
 
 /// Keeps the first four bytes, as a number, of every datagram that comes to an address of a host, or to a group there.

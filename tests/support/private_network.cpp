@@ -9,8 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <stdexcept>
 #include <vector>
+
+#include "support/temporary_file.h"
 
 namespace test {
 
@@ -29,14 +32,12 @@ bool put(const std::string& path, const std::string& text) {
 
 // A sanitizer's runtime may have made a thread before main, and then a user namespace is refused.
 void startAnewInside(char** argv) {
-    std::array<char, 4096> self{};
-    if (readlink("/proc/self/exe", self.data(), self.size() - 1) < 0) return;
+    std::error_code problem;
+    std::vector<std::string> texts{"unshare", "-Urn", "--", std::filesystem::read_symlink("/proc/self/exe", problem)};
+    if (problem) return;
+    for (char** word = argv + 1; *word != nullptr; ++word) texts.emplace_back(*word);
     std::vector<char*> words;
-    std::array<char, 16> unshareWord{"unshare"};
-    std::array<char, 16> options{"-Urn"};
-    std::array<char, 16> end{"--"};
-    words = {unshareWord.data(), options.data(), end.data(), self.data()};
-    for (char** word = argv + 1; *word != nullptr; ++word) words.push_back(*word);
+    for (auto& text : texts) words.push_back(text.data());
     words.push_back(nullptr);
     setenv(kMark, "1", 1);
     execvp(words[0], words.data());
@@ -56,15 +57,20 @@ bool moveIn(char** argv) {
     return false;
 }
 
+// Without duplicate address detection an IPv6 address can be used as soon as it stands.
+void prepare() {
+    setNetworkOption("ipv6/conf/all/accept_dad", "0");
+    setNetworkOption("ipv6/conf/default/accept_dad", "0");
+    ip("link set lo up");
+}
+
 }  // namespace
 
 bool enterPrivateNetwork(char** argv) {
     if (!moveIn(argv)) return false;
     try {
-        // Without duplicate address detection an IPv6 address can be used as soon as it stands.
-        setNetworkOption("ipv6/conf/all/accept_dad", "0");
-        setNetworkOption("ipv6/conf/default/accept_dad", "0");
-        ip("link set lo up\nroute add local ff15::/16 dev lo table local");
+        prepare();
+        ip("route add local ff15::/16 dev lo table local");
     } catch (const std::exception& problem) {
         std::fprintf(stderr, "private network: %s\n", problem.what());
         return false;
@@ -80,11 +86,7 @@ Host::Host() {
         if (unshare(CLONE_NEWNET) == 0) descriptor_ = open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
     }).join();
     if (descriptor_ < 0) throw std::runtime_error("no namespace for another host");
-    run([] {
-        setNetworkOption("ipv6/conf/all/accept_dad", "0");
-        setNetworkOption("ipv6/conf/default/accept_dad", "0");
-        ip("link set lo up");
-    });
+    run(prepare);
 }
 
 Host::~Host() { close(descriptor_); }
@@ -96,21 +98,16 @@ void Host::enter() const {
 std::string Host::name() const { return "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(descriptor_); }
 
 void ip(const std::string& lines) {
-    std::array<char, 32> name{"/tmp/mcgate-ip-XXXXXX"};
-    const int file = mkstemp(name.data());
-    if (file < 0) throw std::runtime_error("no temporary file for ip");
     const std::string text = lines + "\n";
-    const bool written = write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
-    close(file);
+    const TemporaryFile batch({text.begin(), text.end()});
     std::string said;
     int status = -1;
     // One family for a whole batch would not do: ip finds it out of each address by itself.
-    if (std::FILE* pipe = written ? popen(("ip -batch " + std::string(name.data()) + " 2>&1").c_str(), "r") : nullptr) {
+    if (std::FILE* pipe = popen(("ip -batch " + batch.path() + " 2>&1").c_str(), "r")) {
         std::array<char, 512> part{};
         while (std::fgets(part.data(), part.size(), pipe) != nullptr) said += part.data();
         status = pclose(pipe);
     }
-    unlink(name.data());
     if (status != 0) throw std::runtime_error("ip refused '" + lines + "': " + said);
 }
 

@@ -13,6 +13,13 @@ namespace test {
 namespace fs = std::filesystem;
 using mcgate::platform::DynamicLibrary;
 
+namespace {
+
+// Taken before main: in a chroot, a program that moves to a mount namespace of its own isn't shown its place any more.
+const fs::path program = fs::read_symlink("/proc/self/exe");
+
+}  // namespace
+
 RegisteredModule::RegisteredModule() : directory_(fs::temp_directory_path() / "mcgate-registry-XXXXXX") {
     if (mkdtemp(directory_.data()) == nullptr) throw std::runtime_error("no temporary directory");
     const std::string file = directory_ + "/registry";
@@ -36,6 +43,6 @@ bool RegisteredModule::isIdle() {
     return DynamicLibrary(path()).function<DllCanUnloadNowFunction>("DllCanUnloadNow")() == S_OK;
 }
 
-std::string RegisteredModule::path() { return fs::read_symlink("/proc/self/exe").parent_path() / "mcgate.AX"; }
+std::string RegisteredModule::path() { return program.parent_path() / "mcgate.AX"; }
 
 }  // namespace test

@@ -26,9 +26,6 @@
 
 namespace test {
 
-/// How long a test waits for what must happen.
-inline constexpr std::chrono::seconds kDeadline{20};
-
 using mcgate::platform::ComPtr;
 
 /// Connects at construction and disconnects both pins at destruction; the filters must be stopped by then.
@@ -119,7 +116,6 @@ public:
         REFERENCE_TIME stop = 0;
         bool discontinuity = false;
         std::int32_t newBitRate = 0;  ///< by an in-line media type
-        bool hasDataId = false;
         std::uint64_t dataId = 0;
         std::thread::id thread;
         std::chrono::steady_clock::time_point arrived;
@@ -134,56 +130,34 @@ public:
     CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
 
     /// The answer to ReceiveCanBlock; S_OK at first.
-    void answerCanBlock(HRESULT status) {
-        set([&] { canBlock_ = status; });
-    }
+    void answerCanBlock(HRESULT status) { set(canBlock_, status); }
     /// Later samples are not kept and get this answer; S_OK takes them again.
-    void failWith(HRESULT status) {
-        set([&] { answer_ = status; });
-    }
-    /// Holds every Receive until release(); also EndOfStream, when asked for.
-    void block(bool endOfStreamToo = false) {
-        set([&] {
-            blocked_ = true;
-            blockEnd_ = endOfStreamToo;
-        });
-    }
+    void failWith(HRESULT status) { set(answer_, status); }
+    /// Holds every Receive until release().
+    void block() { set(blocked_, true); }
+    void release() { set(blocked_, false); }
     /// EndOfStream and NewSegment throw from now on, as no pin should.
-    void throwAtCommands() {
-        set([&] { throwing_ = true; });
-    }
-    void release() {
-        set([&] { blocked_ = blockEnd_ = false; });
-    }
+    void throwAtCommands() { set(throwing_, true); }
     /// How long each Receive lasts from now on, beside what block() adds.
-    void takeTime(std::chrono::milliseconds time) {
-        set([&] { slowness_ = time; });
-    }
+    void takeTime(std::chrono::milliseconds time) { set(slowness_, time); }
     /// Takes a reference on each sample until letGo(), so that the pool runs dry.
-    void holdSamples() {
-        set([&] { holding_ = true; });
-    }
+    void holdSamples() { set(holding_, true); }
     /// Gives back one sample of those held, and goes on holding.
     void letOneGo() {
         ComPtr<IMediaSample> oldest;
-        set([&] {
-            if (held_.empty()) return;
-            oldest = std::move(held_.front());
-            held_.erase(held_.begin());
-        });
+        const std::lock_guard hold(lock_);
+        if (held_.empty()) return;
+        oldest = std::move(held_.front());
+        held_.erase(held_.begin());
     }
     void letGo() {
         std::vector<ComPtr<IMediaSample>> held;
-        set([&] {
-            holding_ = false;
-            held.swap(held_);
-        });
+        const std::lock_guard hold(lock_);
+        holding_ = false;
+        held.swap(held_);
     }
 
-    std::vector<Sample> samples() {
-        const std::lock_guard hold(lock_);
-        return samples_;
-    }
+    std::vector<Sample> samples() { return get(samples_); }
     std::size_t sampleCount() {
         const std::lock_guard hold(lock_);
         return samples_.size();
@@ -194,34 +168,22 @@ public:
         for (const Sample& sample : samples()) all.insert(all.end(), sample.bytes.begin(), sample.bytes.end());
         return all;
     }
-    int endsOfStream() {
-        const std::lock_guard hold(lock_);
-        return ends_;
-    }
-    int flushes() {
-        const std::lock_guard hold(lock_);
-        return flushes_;
-    }
     /// Lengths of the batches that came through ReceiveMultiple.
-    std::vector<std::int32_t> batches() {
-        const std::lock_guard hold(lock_);
-        return batches_;
-    }
+    std::vector<std::int32_t> batches() { return get(batches_); }
     /// Calls in the order in which they came: "sample", "end", "segment", "begin flush", "end flush".
-    std::vector<std::string> calls() {
-        const std::lock_guard hold(lock_);
-        return calls_;
-    }
+    std::vector<std::string> calls() { return get(calls_); }
+    int endsOfStream() { return count("end"); }
+    int flushes() { return count("begin flush"); }
 
     /// All give false when it has not happened by the deadline.
     bool waitForSamples(std::size_t count) {
         return waitFor([&] { return samples_.size() >= count; });
     }
-    bool waitForEnds(int count) {
-        return waitFor([&] { return ends_ >= count; });
+    bool waitForEnd() {
+        return waitFor([&] { return std::find(calls_.begin(), calls_.end(), "end") != calls_.end(); });
     }
     bool waitUntilBlocked() {
-        return waitFor([&] { return inside_ > 0; });
+        return waitFor([&] { return inside_; });
     }
 
 private:
@@ -237,43 +199,43 @@ private:
             return status == S_OK ? owner_.take(*sample) : status;
         }
         HRESULT ReceiveMultiple(IMediaSample** samples, std::int32_t count, std::int32_t* processed) override {
-            owner_.set([this, count] { owner_.batches_.push_back(count); });
+            {
+                const std::lock_guard hold(owner_.lock_);
+                owner_.batches_.push_back(count);
+            }
             return CBaseInputPin::ReceiveMultiple(samples, count, processed);
         }
-        HRESULT ReceiveCanBlock() override {
-            const std::lock_guard hold(owner_.lock_);
-            return owner_.canBlock_;
-        }
-        HRESULT EndOfStream() override {
-            owner_.end();
-            return S_OK;
-        }
+        HRESULT ReceiveCanBlock() override { return owner_.get(owner_.canBlock_); }
+        HRESULT EndOfStream() override { return owner_.obey("end"); }
         HRESULT BeginFlush() override {
-            owner_.set([this] {
-                ++owner_.flushes_;
-                owner_.calls_.push_back("begin flush");
-            });
+            owner_.note("begin flush");
             return CBaseInputPin::BeginFlush();
         }
         HRESULT EndFlush() override {
-            owner_.set([this] { owner_.calls_.push_back("end flush"); });
+            owner_.note("end flush");
             return CBaseInputPin::EndFlush();
         }
-        HRESULT NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) override {
-            owner_.set([this] { owner_.note("segment"); });
-            return S_OK;
-        }
+        HRESULT NewSegment(REFERENCE_TIME, REFERENCE_TIME, double) override { return owner_.obey("segment"); }
 
     private:
         CollectingFilter& owner_;
         const TypeList types_;
     };
 
-    template <class Change>
-    void set(Change&& change) {
+    template <class Value>
+    void set(Value& member, Value value) {
         const std::lock_guard hold(lock_);
-        change();
+        member = value;
         changed_.notify_all();
+    }
+    template <class Value>
+    Value get(const Value& member) {
+        const std::lock_guard hold(lock_);
+        return member;
+    }
+    int count(const char* call) {
+        const std::lock_guard hold(lock_);
+        return static_cast<int>(std::count(calls_.begin(), calls_.end(), call));
     }
     template <class Condition>
     bool waitFor(Condition&& condition) {
@@ -283,7 +245,12 @@ private:
 
     HRESULT take(IMediaSample& sample) {
         std::unique_lock hold(lock_);
-        waitInside(hold, blocked_);
+        if (blocked_) {
+            inside_ = true;
+            changed_.notify_all();
+            changed_.wait(hold, [this] { return !blocked_; });
+            inside_ = false;
+        }
         if (const auto time = slowness_; time.count() > 0) {
             hold.unlock();
             std::this_thread::sleep_for(time);
@@ -292,27 +259,19 @@ private:
         if (answer_ != S_OK) return answer_;
         if (holding_) held_.emplace_back(&sample);
         samples_.push_back(copy(sample));
-        calls_.push_back("sample");
+        calls_.emplace_back("sample");
         changed_.notify_all();
         return S_OK;
     }
-    void end() {
-        std::unique_lock hold(lock_);
-        waitInside(hold, blockEnd_);
-        ++ends_;
+    void note(const char* call) {
+        const std::lock_guard hold(lock_);
+        calls_.emplace_back(call);
         changed_.notify_all();
-        note("end");
     }
-    void note(const char* command) {
-        calls_.push_back(command);
-        if (throwing_) throw std::runtime_error(command);
-    }
-    void waitInside(std::unique_lock<std::mutex>& hold, const bool& gate) {
-        if (!gate) return;
-        ++inside_;
-        changed_.notify_all();
-        changed_.wait(hold, [&gate] { return !gate; });
-        --inside_;
+    HRESULT obey(const char* command) {
+        note(command);
+        if (get(throwing_)) throw std::runtime_error(command);
+        return S_OK;
     }
     static Sample copy(IMediaSample& sample) {
         Sample result;
@@ -323,10 +282,8 @@ private:
         AM_MEDIA_TYPE* type = nullptr;
         if (sample.GetMediaType(&type) == S_OK) result.newBitRate = GetNominalBitRate(*type);
         DeleteMediaType(type);
-        void* found = nullptr;
-        if (SUCCEEDED(sample.QueryInterface(IMediaSample3::iid, &found))) {
-            const auto sample3 = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
-            result.hasDataId = GetSampleDataId(*sample3, result.dataId);
+        if (const auto sample3 = ComPtr<IMediaSample>(&sample).query<IMediaSample3>()) {
+            GetSampleDataId(*sample3, result.dataId);
         }
         result.thread = std::this_thread::get_id();
         result.arrived = std::chrono::steady_clock::now();
@@ -339,13 +296,10 @@ private:
     HRESULT canBlock_ = S_OK;
     HRESULT answer_ = S_OK;
     bool blocked_ = false;
-    bool blockEnd_ = false;
     bool throwing_ = false;
     bool holding_ = false;
     std::chrono::milliseconds slowness_{0};
-    int inside_ = 0;
-    int ends_ = 0;
-    int flushes_ = 0;
+    bool inside_ = false;
     std::vector<Sample> samples_;
     std::vector<ComPtr<IMediaSample>> held_;
     std::vector<std::string> calls_;
@@ -388,17 +342,15 @@ public:
     HRESULT makeSample(const std::vector<std::uint8_t>& bytes, const FeedOptions& options,
                        ComPtr<IMediaSample>& sample) {
         HRESULT status = pin_.GetDeliveryBuffer(sample.put(), nullptr, nullptr, options.bufferFlags);
-        if (FAILED(status)) return status;
-        status = sample->SetActualDataLength(static_cast<std::int32_t>(bytes.size()));
+        if (SUCCEEDED(status)) status = sample->SetActualDataLength(static_cast<std::int32_t>(bytes.size()));
         if (FAILED(status)) return status;
         std::uint8_t* target = nullptr;
-        status = sample->GetPointer(&target);
-        if (FAILED(status)) return status;
+        sample->GetPointer(&target);
         if (!bytes.empty()) std::memcpy(target, bytes.data(), bytes.size());
         sample->SetTime(options.start ? &*options.start : nullptr, nullptr);
         sample->SetDiscontinuity(options.discontinuity ? 1 : 0);
         if (options.inlineType != nullptr) sample->SetMediaType(options.inlineType);
-        if (options.dataId) setDataId(*sample, *options.dataId);
+        if (options.dataId) setDataId(sample, *options.dataId);
         return S_OK;
     }
     HRESULT deliverEndOfStream() { return pin_.DeliverEndOfStream(); }
@@ -425,13 +377,10 @@ private:
         const ALLOCATOR_PROPERTIES least_;
     };
 
-    static void setDataId(IMediaSample& sample, std::uint64_t id) {
-        void* found = nullptr;
-        if (FAILED(sample.QueryInterface(IMediaSample3::iid, &found))) return;
-        const auto sample3 = ComPtr<IMediaSample3>::attach(static_cast<IMediaSample3*>(found));
-        std::uint8_t bytes[sizeof id];
-        std::memcpy(bytes, &id, sizeof id);
-        sample3->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), bytes, sizeof id);
+    static void setDataId(const ComPtr<IMediaSample>& sample, std::uint64_t id) {
+        const auto* const bytes = reinterpret_cast<const std::uint8_t*>(&id);
+        const auto sample3 = sample.query<IMediaSample3>();
+        if (sample3) sample3->SetMetaData(static_cast<std::int32_t>(MediaDataKey::DataId), bytes, sizeof id);
     }
 
     CCritSec filterLock_;

@@ -8,10 +8,10 @@
 
 namespace test {
 
-/// A transport stream of 4 Mbit/s, the same each time.
-inline std::vector<std::uint8_t> generated(double seconds) {
+/// A transport stream, the same each time.
+inline std::vector<std::uint8_t> generated(double seconds, std::uint32_t bitRate = 4'000'000) {
     std::vector<std::uint8_t> all;
-    mcgate::host::generateTransportStream({4'000'000, seconds, 1}, [&](const std::uint8_t* data, std::size_t size) {
+    mcgate::host::generateTransportStream({bitRate, seconds, 1}, [&](const std::uint8_t* data, std::size_t size) {
         all.insert(all.end(), data, data + size);
     });
     return all;

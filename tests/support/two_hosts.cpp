@@ -18,10 +18,10 @@ void deleteLink(const std::string& name) noexcept {
 }  // namespace
 
 TwoHosts::TwoHosts() {
-    makeFirstCable();
+    makeInterfaceAnew();
     ip("link add name mc2 type veth peer name mc3\nlink set mc3 netns " + peer.name() +
        "\naddr add 10.67.0.1/24 dev mc2\naddr add fd67::1/64 dev mc2 nodad\nlink set mc2 up");
-    peer.run([] { ip("addr add 10.67.0.2/24 dev mc3\naddr add fd67::2/64 dev mc3 nodad\nlink set mc3 up"); });
+    atPeer("addr add 10.67.0.2/24 dev mc3\naddr add fd67::2/64 dev mc3 nodad\nlink set mc3 up");
 }
 
 TwoHosts::~TwoHosts() {
@@ -29,35 +29,17 @@ TwoHosts::~TwoHosts() {
     deleteLink("mc2");
 }
 
-void TwoHosts::makeFirstCable() const {
+void TwoHosts::makeInterfaceAnew() const {
     ip("link add name mc0 type veth peer name mc1\nlink set mc1 netns " + peer.name() +
        "\naddr add 10.66.0.1/24 dev mc0\naddr add fd66::1/64 dev mc0 nodad\nlink set mc0 up");
-    peer.run([] {
-        ip("addr add 10.66.0.2/24 dev mc1\naddr add 10.66.0.3/24 dev mc1\n"
-           "addr add fd66::2/64 dev mc1 nodad\naddr add fd66::3/64 dev mc1 nodad\nlink set mc1 up");
-    });
+    atPeer(
+        "addr add 10.66.0.2/24 dev mc1\naddr add 10.66.0.3/24 dev mc1\n"
+        "addr add fd66::2/64 dev mc1 nodad\naddr add fd66::3/64 dev mc1 nodad\nlink set mc1 up");
 }
 
-void TwoHosts::pullCable() const {
-    peer.run([] { ip("link set mc1 down"); });
+void TwoHosts::atPeer(const std::string& lines) const {
+    peer.run([&] { ip(lines); });
 }
-
-void TwoHosts::plugCable() const {
-    peer.run([] { ip("link set mc1 up"); });
-}
-
-void TwoHosts::setDown() const { ip("link set mc0 down"); }
-
-// Setting an interface down takes its IPv6 addresses away.
-void TwoHosts::setUp() const { ip("link set mc0 up\naddr replace fd66::1/64 dev mc0 nodad"); }
-
-void TwoHosts::removeAddress() const { ip("addr del 10.66.0.1/24 dev mc0\naddr del fd66::1/64 dev mc0"); }
-
-void TwoHosts::restoreAddress() const { ip("addr add 10.66.0.1/24 dev mc0\naddr add fd66::1/64 dev mc0 nodad"); }
-
-void TwoHosts::deleteInterface() const { ip("link del mc0"); }
-
-void TwoHosts::makeInterfaceAnew() const { makeFirstCable(); }
 
 TwoHostsAndAForgetfulSwitch::TwoHostsAndAForgetfulSwitch() {
     ip("link add name mc0 type veth peer name p0\nlink set p0 netns " + theSwitch.name() +

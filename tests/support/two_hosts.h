@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "support/private_network.h"
 
 namespace test {
@@ -21,17 +19,20 @@ public:
 
     Host peer;
 
-    void pullCable() const;
-    void plugCable() const;
-    void setDown() const;
-    void setUp() const;
-    void removeAddress() const;
-    void restoreAddress() const;
-    void deleteInterface() const;
+    void pullCable() const { atPeer("link set mc1 down"); }
+    void plugCable() const { atPeer("link set mc1 up"); }
+    void setDown() const { ip("link set mc0 down"); }
+    /// Setting an interface down took its IPv6 addresses away.
+    void setUp() const { ip("link set mc0 up\naddr replace fd66::1/64 dev mc0 nodad"); }
+    void removeAddress() const { ip("addr del 10.66.0.1/24 dev mc0\naddr del fd66::1/64 dev mc0"); }
+    void restoreAddress() const { ip("addr add 10.66.0.1/24 dev mc0\naddr add fd66::1/64 dev mc0 nodad"); }
+    void removePeersAddress() const { atPeer("addr del 10.66.0.2/24 dev mc1"); }
+    void restorePeersAddress() const { atPeer("addr add 10.66.0.2/24 dev mc1"); }
+    void deleteInterface() const { ip("link del mc0"); }
     void makeInterfaceAnew() const;
 
 private:
-    void makeFirstCable() const;
+    void atPeer(const std::string& lines) const;
 };
 
 /// This host and another one behind a switch that looks into IGMP and MLD and forwards a group only to ports with a

@@ -7,24 +7,19 @@
 #include <random>
 #include <vector>
 
-#include "media/host/base_filter.h"
-#include "media/host/base_input_pin.h"
+#include "support/calling_filter.h"
 
 namespace test {
 
 /// A renderer that misbehaves as told: it blocks its source now and then, or keeps samples until the pool is dry, or
 /// takes samples on the source's thread. Any thread.
-class UnrulyFilter final : public CBaseFilter {
+class UnrulyFilter final : public CallingFilter {
 public:
     using Clock = std::chrono::steady_clock;
     enum class Manner { Polite, Blocking, Holding, Direct };
 
     explicit UnrulyFilter(std::uint32_t seed)
-        : CBaseFilter("Unruly", nullptr, &filterLock_, GUID_NULL), random_(seed), pin_(*this) {}
-
-    CBaseInputPin* input() noexcept { return &pin_; }
-    int GetPinCount() override { return 1; }
-    CBasePin* GetPin(int index) override { return index == 0 ? &pin_ : nullptr; }
+        : CallingFilter([this](IMediaSample& sample) { return take(sample); }), random_(seed) {}
 
     /// Acts at the next sample; Direct, or its end, when the source starts anew.
     void behave(Manner manner) {
@@ -39,16 +34,10 @@ public:
     }
     /// Lets go of all it keeps and blocks nobody, whatever its manner, until resume().
     void letGo() {
-        std::vector<mcgate::platform::ComPtr<IMediaSample>> held;
-        const std::lock_guard hold(lock_);
-        held.swap(held_);
-        free_ = true;
-        changed_.notify_all();
+        setFree(true);
+        releaseHeld();
     }
-    void resume() {
-        const std::lock_guard hold(lock_);
-        free_ = false;
-    }
+    void resume() { setFree(false); }
 
     /// How long it has held its source's own thread, altogether; a difference of two answers tells of the time between.
     Clock::duration blockedDirectly() {
@@ -66,37 +55,28 @@ public:
     }
 
 private:
-    class Pin final : public CBaseInputPin {
-    public:
-        explicit Pin(UnrulyFilter& owner) : CBaseInputPin(&owner, &owner.filterLock_, u"In"), owner_(owner) {}
-        HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
-        HRESULT ReceiveCanBlock() override { return owner_.answerCanBlock(); }
-        HRESULT Receive(IMediaSample* sample) override {
-            const HRESULT status = CBaseInputPin::Receive(sample);
-            if (status == S_OK) owner_.take(*sample);
-            return status;
-        }
-
-    private:
-        UnrulyFilter& owner_;
-    };
-
-    HRESULT answerCanBlock() {
+    void setFree(bool free) {
+        const std::lock_guard hold(lock_);
+        free_ = free;
+        changed_.notify_all();
+    }
+    HRESULT answerCanBlock() override {
         const std::lock_guard hold(lock_);
         direct_ = manner_ == Manner::Direct;
         return direct_ ? S_FALSE : S_OK;
     }
 
-    void take(IMediaSample& sample) {
+    HRESULT take(IMediaSample& sample) {
         std::unique_lock hold(lock_);
         ++received_;
         changed_.notify_all();
-        if (free_) return;
+        if (free_) return S_OK;
         if (manner_ == Manner::Holding) {
             held_.emplace_back(&sample);
         } else if (manner_ != Manner::Polite && oneIn(10)) {
             block(hold, std::chrono::milliseconds(upTo(manner_ == Manner::Direct ? 10 : 30)));
         }
+        return S_OK;
     }
 
     void block(std::unique_lock<std::mutex>& hold, std::chrono::milliseconds time) {
@@ -110,7 +90,6 @@ private:
     bool oneIn(int count) { return upTo(count) == 1; }
     int upTo(int most) { return std::uniform_int_distribution<int>(1, most)(random_); }
 
-    CCritSec filterLock_;
     std::mutex lock_;  // over what follows
     std::condition_variable changed_;
     std::mt19937 random_;
@@ -122,7 +101,6 @@ private:
     Clock::duration blockedDirectly_{0};
     std::uint64_t received_ = 0;
     std::vector<mcgate::platform::ComPtr<IMediaSample>> held_;
-    Pin pin_;
 };
 
 }  // namespace test

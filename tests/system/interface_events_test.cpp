@@ -41,11 +41,6 @@ struct InterfaceEvents : testing::Test {
         return graph.waitFor([least](const Heard& heard) { return statesOf(heard).size() >= least; });
     }
     std::size_t count() { return statesOf(graph.events()).size(); }
-    States statesFrom(std::size_t first) {
-        States states = statesOf(graph.events());
-        states.erase(states.begin(), states.begin() + static_cast<std::ptrdiff_t>(first));
-        return states;
-    }
 
     FakeGraph graph;
 };
@@ -87,7 +82,8 @@ TEST_F(InterfaceEvents, TellEveryChangeOfAnInterfaceInUseAndOfNoOther) {
     const State anew{indexOf("mc0"), 1};
     sender.restart();
     EXPECT_TRUE(waitForLast(anew));
-    States changes = statesFrom(atFirst);
+    States changes = statesOf(graph.events());
+    changes.erase(changes.begin(), changes.begin() + static_cast<std::ptrdiff_t>(atFirst));
     changes.erase(std::unique(changes.begin(), changes.end()), changes.end());
     // A link that was made just now may still be coming up.
     std::erase(changes, State{anew.first, 0});

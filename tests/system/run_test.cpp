@@ -1,19 +1,15 @@
 // `mcgate run` as a service: its streams through a reload, and what it tells its manager.
 
 #include <gtest/gtest.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <csignal>
 #include <cstddef>
 #include <cstdlib>
-#include <deque>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -21,11 +17,10 @@
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "demo/child.h"
-#include "support/private_network.h"
+#include "support/plain_sockets.h"
 
 namespace {
 
@@ -42,26 +37,20 @@ public:
         address.sun_family = AF_UNIX;
         name_.copy(address.sun_path + 1, name_.size());
         const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name_.size());
-        EXPECT_EQ(bind(socket_, reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
         setenv("NOTIFY_SOCKET", ("@" + name_).c_str(), 1);
         setenv("WATCHDOG_USEC", "400000", 1);
-        reader_ = std::thread([this] { read(); });
     }
     ~Manager() {
         unsetenv("NOTIFY_SOCKET");
         unsetenv("WATCHDOG_USEC");
-        ending_ = true;
-        reader_.join();
-        close(socket_);
     }
     /// The next message that begins so, behind the one that was asked for last; "none" when the patience is over.
     std::string next(const std::string& begin) {
-        std::unique_lock hold(lock_);
         std::string found = "none";
-        arrived_.wait_for(hold, kPatience, [&] {
-            while (!messages_.empty() && found == "none") {
-                if (messages_.front().starts_with(begin)) found = messages_.front();
-                messages_.pop_front();
+        messages_.waitFor([&](const std::vector<std::string>& all) {
+            for (; found == "none" && asked_ < all.size(); ++asked_) {
+                if (all[asked_].starts_with(begin)) found = all[asked_];
             }
             return found != "none";
         });
@@ -69,26 +58,13 @@ public:
     }
 
 private:
-    void read() {
-        pollfd watched{socket_, POLLIN, 0};
-        while (!ending_) {
-            if (poll(&watched, 1, 100) <= 0) continue;
-            std::array<char, 4096> text{};
-            const ssize_t size = recv(socket_, text.data(), text.size(), MSG_DONTWAIT);
-            if (size <= 0) continue;
-            const std::lock_guard hold(lock_);
-            messages_.emplace_back(text.data(), static_cast<std::size_t>(size));
-            arrived_.notify_all();
-        }
-    }
-
     const std::string name_ = "mcgate-run-test-" + std::to_string(getpid());
-    const int socket_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    std::atomic<bool> ending_{false};
-    std::mutex lock_;
-    std::condition_variable arrived_;
-    std::deque<std::string> messages_;
-    std::thread reader_;
+    const test::PlainSocket socket_{AF_UNIX};
+    std::size_t asked_ = 0;
+    test::Notes<std::string> messages_;
+    const test::Reader reader_{socket_.get(), [this](const std::uint8_t* bytes, std::size_t size) {
+                                   messages_.add({bytes, bytes + size});
+                               }};
 };
 
 /// What the command wrote: the last object of each stream, and all lines.
@@ -170,6 +146,7 @@ TEST_F(Run, AReloadLeavesUnchangedStreamsAloneAndABrokenProfileAll) {
     graphs = kept;
     graphs.push_back(receiving("added"));
     graphs.push_back(sending("late", "late.ts", "239.1.1.2"));
+    graphs.back()["to"].push_back("udp://239.1.1.3:5000?local=10.9.9.9");
     write(graphs);
     child.signal(SIGHUP);
     EXPECT_TRUE(manager.next("RELOADING").starts_with("RELOADING=1\nMONOTONIC_USEC="));
@@ -178,11 +155,16 @@ TEST_F(Run, AReloadLeavesUnchangedStreamsAloneAndABrokenProfileAll) {
     EXPECT_TRUE(manager.next("STATUS=3 of 4 streams running; late: can't open late.ts") != "none");
     generate("late.ts", 60);
     ASSERT_TRUE(written.waitForValue("late", "datagrams", 1)) << "the one that could not start was not tried again";
+    EXPECT_EQ(manager.next("STATUS=4"), "STATUS=4 of 4 streams running; 1 destination lost");
+    EXPECT_EQ(written.of("late")["error"],
+              "udp://239.1.1.3:5000?local=10.9.9.9: 10.9.9.9 is no address of this host; it is left out of this run");
 
     std::ofstream("profile.json") << R"({"graphs": [{"name": 7}]})";
     child.signal(SIGHUP);
     ASSERT_TRUE(written.waitForLine("all streams go on as before: profile.json: graphs[0].name: 7 is no text"));
     EXPECT_EQ(manager.next("READY"), "READY=1");
+    EXPECT_TRUE(manager.next("STATUS=").starts_with(
+        "STATUS=4 of 4 streams running; the reload was refused: profile.json: graphs[0].name: 7 is no text"));
     const double seconds = written.of("kept")["time_s"];
     ASSERT_TRUE(written.waitForValue("kept", "time_s", seconds + 1));
     EXPECT_GT(seconds, written.of("added")["time_s"].get<double>()) << "it was begun anew";

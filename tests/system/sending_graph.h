@@ -45,13 +45,11 @@ public:
     void start() {
         ASSERT_EQ(filter->Run(0), S_OK);
         ASSERT_EQ(feeder->Run(0), S_OK);
-        ending_ = false;
-        thread_ = std::thread([this] { feed(); });
+        thread_ = std::jthread([this](const std::stop_token& ending) { feed(ending); });
     }
     void stop() {
         if (!thread_.joinable()) return;
-        ending_ = true;
-        thread_.join();
+        thread_ = {};  // asks it to end, and waits
         EXPECT_EQ(filter->Stop(), S_OK);
         EXPECT_EQ(feeder->Stop(), S_OK);
     }
@@ -70,11 +68,11 @@ public:
     ComPtr<ISenderConfig> config = filter.query<ISenderConfig>();
 
 private:
-    void feed() {
+    void feed(const std::stop_token& ending) {
         using Clock = std::chrono::steady_clock;
         std::vector<std::uint8_t> bytes(1316, 0x47);
         auto next = Clock::now();
-        while (!ending_) {
+        while (!ending.stop_requested()) {
             const std::uint32_t number = last_ + 1;
             std::memcpy(bytes.data(), &number, sizeof number);
             const auto begin = Clock::now();
@@ -87,10 +85,9 @@ private:
 
     ComPtr<FeedingFilter> feeder{new FeedingFilter(mcgate::host::transportStreamType(0), 256)};
     PinConnection connection{feeder->output(), mcgate::host::findPin(*filter, PINDIR_INPUT).get()};
-    std::atomic<bool> ending_{false};
     std::atomic<std::uint32_t> last_{0};
     std::atomic<std::chrono::nanoseconds> longest_{std::chrono::nanoseconds(0)};
-    std::thread thread_;
+    std::jthread thread_;
 };
 
 }  // namespace test

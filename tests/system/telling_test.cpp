@@ -10,15 +10,14 @@
 
 #include <array>
 #include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
 #include "demo/child.h"
+#include "support/notes.h"
 #include "support/private_network.h"
 
 namespace {
@@ -154,21 +153,16 @@ double valueOf(const std::string& page, const std::string& metric) {
 }
 
 TEST_F(Telling, MetricsAreTheFiguresOfTheReport) {
-    std::mutex lock;
-    std::condition_variable arrived;
-    Json last;
+    test::Notes<Json> reports;
     const std::vector<std::string> command{MCGATE_COMMAND, "receive",        kFrom,      "--timeout", "300",
                                            "--metrics",    "127.0.0.1:9100", "--report", "json"};
     Child receiver(command, [&](const std::string& line) {
-        const Json object = Json::parse(line, nullptr, false);
-        const std::lock_guard hold(lock);
-        if (object.is_object() && object.contains("time_s")) last = object;
-        arrived.notify_all();
+        Json object = Json::parse(line, nullptr, false);
+        if (object.is_object() && object.contains("time_s")) reports.add(std::move(object));
     });
     const auto waitUntilSilent = [&](std::uint64_t datagrams) {
-        std::unique_lock hold(lock);
-        return arrived.wait_for(hold, kPatience, [&] {
-            return last.is_object() && last["datagrams"] >= datagrams && last["data_present"] == false;
+        return reports.waitFor([datagrams](const std::vector<Json>& all) {
+            return !all.empty() && all.back()["datagrams"] >= datagrams && all.back()["data_present"] == false;
         });
     };
     ASSERT_TRUE(waitUntilSilent(0));
@@ -179,12 +173,14 @@ TEST_F(Telling, MetricsAreTheFiguresOfTheReport) {
     ASSERT_TRUE(page);
     receiver.stop();
     EXPECT_EQ(receiver.wait(), 0);
+    const Json last = reports.all().back();
     ASSERT_TRUE(last.contains("final")) << last;
-    EXPECT_EQ(valueOf(page->body, "mcgate_datagrams_received_total"), last["datagrams"]) << page->body;
-    EXPECT_EQ(valueOf(page->body, "mcgate_received_bytes_total"), last["bytes"]) << page->body;
-    EXPECT_EQ(valueOf(page->body, "mcgate_kernel_drops_total"), last["kernel_drops"]) << page->body;
-    EXPECT_EQ(valueOf(page->body, "mcgate_continuity_errors_total"), last["continuity_errors"]) << page->body;
-    EXPECT_EQ(valueOf(page->body, "mcgate_buffer_full_total"), last["buffer_full_notices"]) << page->body;
+    const std::pair<const char*, const char*> counts[] = {{"mcgate_datagrams_received_total", "datagrams"},
+                                                          {"mcgate_received_bytes_total", "bytes"},
+                                                          {"mcgate_kernel_drops_total", "kernel_drops"},
+                                                          {"mcgate_continuity_errors_total", "continuity_errors"},
+                                                          {"mcgate_buffer_full_total", "buffer_full_notices"}};
+    for (const auto& [metric, field] : counts) EXPECT_EQ(valueOf(page->body, metric), last[field]) << page->body;
     EXPECT_EQ(valueOf(page->body, "mcgate_data_outages_total"), 1) << page->body;
     EXPECT_EQ(valueOf(page->body, "mcgate_data_present"), 0) << page->body;
     EXPECT_NEAR(valueOf(page->body, "mcgate_spacing_error_seconds") * 1000,

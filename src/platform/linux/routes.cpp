@@ -51,6 +51,7 @@ struct Answer {
         if (record.nlmsg_type != RTM_NEWROUTE) return;
         const auto& header = *static_cast<const rtmsg*>(NLMSG_DATA(&record));
         refusal = refusalOf(header.rtm_type);
+        route.broadcast = header.rtm_type == RTN_BROADCAST;
         const std::size_t size = family == kFamilyIPv4 ? 4 : 16;
         eachAttribute(RTM_RTA(&header), RTM_PAYLOAD(&record), [&](const rtattr& one) {
             if (one.rta_type == RTA_OIF) std::memcpy(&route.interfaceIndex, RTA_DATA(&one), sizeof(std::uint32_t));
@@ -77,6 +78,10 @@ bool findRoute(const SocketAddress& remote, const SocketAddress& from, std::uint
         return false;
     }
     route = answer.route;
+    if (route.source.family() == kFamilyNone && from.family() == remote.family()) {  // it only tells what it chose
+        route.source = from;
+        route.source.setPort(0);
+    }
     return true;
 }
 

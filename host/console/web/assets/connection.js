@@ -1,7 +1,8 @@
 // The one stream of events, and what stands in for it. A stream that breaks is opened again at once; one that the
 // program refuses (it serves a limited number) is replaced by polling until it is free; a program that does not
 // answer is asked again until it does. After each of these everything is fetched anew, since the events between are
-// lost.
+// lost. A hidden page rests: a browser has few connections to one program, and those in sight need them. What it asks
+// now and then keeps its title true.
 
 import { getJson } from './api.js';
 
@@ -9,6 +10,8 @@ const kSilenceMs = 5000;  // "graphs" comes once a second
 const kPollMs = 2000;
 const kFirstRetryMs = 500;
 const kLongestRetryMs = 5000;
+const kRestAfterMs = 10000;  // so that a short look at another page costs nothing
+const kRestingPollMs = 8000;
 
 export class Connection {
     #handlers;
@@ -16,6 +19,8 @@ export class Connection {
     #heard = 0;
     #retryMs = kFirstRetryMs;
     #timer = 0;
+    #resting = document.hidden;
+    #restTimer = 0;
 
     /**
      * `handlers`: state(name) with 'live', 'polling', 'lost' or 'locked'; resync(); graphs(list); log(line);
@@ -24,12 +29,17 @@ export class Connection {
     constructor(handlers) {
         this.#handlers = handlers;
         setInterval(() => this.#watch(), 1000);
+        document.addEventListener('visibilitychange', () => this.#seen());
     }
 
-    /** Opens the stream, now; also after a login. */
+    /** Opens the stream, now (of a hidden page, once it is seen); also after a login. */
     start() {
         clearTimeout(this.#timer);
         this.#close();
+        if (this.#resting) {
+            this.#glance();
+            return;
+        }
         const source = new EventSource('/api/events');
         this.#heard = Date.now();
         let opened = false;
@@ -61,6 +71,30 @@ export class Connection {
         this.#source = null;
     }
 
+    /** The page is seen now, or no longer. */
+    #seen() {
+        clearTimeout(this.#restTimer);
+        if (document.hidden) {
+            this.#restTimer = setTimeout(() => {
+                this.#resting = true;
+                this.start();
+            }, kRestAfterMs);
+        } else if (this.#resting) {
+            this.#resting = false;
+            this.start();
+        }
+    }
+
+    async #glance() {
+        try {
+            const { graphs } = await getJson('/api/graphs');
+            if (this.#resting) this.#handlers.graphs(graphs);
+        } catch {
+            // Told once the page is seen.
+        }
+        if (this.#resting) this.#again(kRestingPollMs);
+    }
+
     #again(delayMs) {
         clearTimeout(this.#timer);
         this.#timer = setTimeout(() => this.start(), delayMs);
@@ -78,14 +112,14 @@ export class Connection {
         try {
             await getJson('/api/graphs');
         } catch (error) {
-            if (this.#source !== null) return;  // started meanwhile
+            if (this.#source !== null || this.#resting) return;  // started meanwhile
             this.#handlers.state(error.status === 401 ? 'locked' : 'lost');
             if (error.status === 401) return;
             this.#again(this.#retryMs);
             this.#retryMs = Math.min(2 * this.#retryMs, kLongestRetryMs);
             return;
         }
-        if (this.#source !== null) return;
+        if (this.#source !== null || this.#resting) return;
         this.#handlers.state('polling');
         this.#handlers.resync();
         this.#again(kPollMs);

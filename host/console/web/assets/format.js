@@ -35,6 +35,11 @@ export function formatTime(date, unit) {
     return date.toLocaleTimeString('en', options);
 }
 
+/** The local day. */
+export function formatDate(date) {
+    return date.toLocaleDateString('en-GB', { weekday: 'short', day: 'numeric', month: 'long', year: 'numeric' });
+}
+
 /** The words of a data lamp; `data` is true, false, or null where it isn't known. */
 export function dataWords(data) {
     if (data === null || data === undefined) return kNone;

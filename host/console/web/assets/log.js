@@ -3,11 +3,18 @@
 
 import { getJson } from './api.js';
 import { byId, element, setText } from './dom.js';
-import { formatTime, levelNames } from './format.js';
+import { formatDate, formatTime, levelNames } from './format.js';
 
-const kMostLines = 1000;
+const kMostLines = 1000;  // of faults and warnings, and of other lines, as the program keeps them
 const kFilters = ['log-level', 'log-kind', 'log-graph'];
 const kKindNames = { interface: 'Interface', buffer_full: 'Buffer full', state: 'State' };
+
+function keptOf(lines) {
+    const newest = (isOf) => lines.filter(isOf).slice(-kMostLines);
+    const [faults, others] = [newest((line) => line.level <= 1), newest((line) => line.level > 1)];
+    const kept = new Set([...faults, ...others]);
+    return lines.filter((line) => kept.has(line));
+}
 
 function nodeOf(line) {
     const date = new Date(line.time);
@@ -15,10 +22,21 @@ function nodeOf(line) {
     const tag = kind === undefined ? [] : [element('span', { className: 'tag' }, kind), ' '];
     const level = levelNames[line.level] ?? `Level ${line.level}`;
     return element('li', { 'data-level': line.level, 'data-seq': line.seq },
+        element('span', { className: 'date' }, formatDate(date)),
         element('time', { dateTime: line.time, title: line.time }, formatTime(date, 'millisecond')),
         element('span', { className: 'level' }, level),
         element('span', { className: 'graph' }, line.graph),
         element('span', { className: 'text' }, ...tag, line.text));
+}
+
+/** The first line of each day has its date in sight. */
+function markDays(nodes) {
+    let before = '';
+    for (const node of nodes) {
+        const date = node.firstElementChild.textContent;
+        node.classList.toggle('new-day', date !== before);
+        before = date;
+    }
 }
 
 export class Log {
@@ -53,7 +71,7 @@ export class Log {
     async refetch() {
         if (this.#fetching) return;
         this.#fetching = true;
-        const before = this.#lines.at(-1);
+        const [first, before] = [this.#lines[0], this.#lines.at(-1)];
         try {
             this.#lines = (await getJson('/api/log?after=0')).lines;
         } catch {
@@ -63,7 +81,9 @@ export class Log {
         const last = this.#lines.at(-1)?.seq ?? 0;
         this.#lines.push(...this.#waiting.filter((line) => line.seq > last));
         this.#waiting = [];
-        const goesOn = this.#lines.some((line) => line.seq === before?.seq && line.time === before.time);
+        // What the list shows stays, unless the program is another one or has told lines that are older.
+        const goesOn = first?.seq <= this.#lines[0]?.seq &&
+            this.#lines.some((line) => line.seq === before.seq && line.time === before.time);
         if (goesOn) this.#drawSoon();
         else this.#redraw();
     }
@@ -101,14 +121,16 @@ export class Log {
     #draw() {
         clearTimeout(this.#timer);
         this.#timer = 0;
-        this.#lines.splice(0, Math.max(0, this.#lines.length - kMostLines));
-        const oldest = this.#lines[0]?.seq ?? 0;
-        const first = () => this.#shown.firstElementChild;
-        while (Number(first()?.dataset.seq ?? oldest) < oldest) first().remove();
+        this.#lines = keptOf(this.#lines);
+        const kept = new Set(this.#lines.map((line) => line.seq));
+        for (const node of [...this.#shown.children]) {
+            if (!kept.has(Number(node.dataset.seq))) node.remove();
+        }
         const [level, kind, graph] = kFilters.map((id) => byId(id).value);
         const fresh = this.#lines.filter((line) => line.seq > this.#drawn && line.level <= Number(level) &&
             (kind === '' || line.kind === kind) && (graph === '' || line.graph === graph));
         this.#shown.append(...fresh.map(nodeOf));
+        markDays(this.#shown.children);
         this.#drawn = this.#lines.at(-1)?.seq ?? 0;
         this.#follow();
         const [shown, all] = [this.#shown.children.length, this.#lines.length];

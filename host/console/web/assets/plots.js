@@ -1,13 +1,16 @@
-// The last ten minutes of a graph, one plot for each figure. The values stand in words beside each plot, too: now,
-// and at the pointer.
+// The last ten minutes of a graph, one plot for each figure. The values stand in words beside each plot, too: now, and
+// at the moment that the mouse, a finger or a key points at. What a finger or a key points at stays that moment while
+// the plot has the focus.
 
 import { getJson } from './api.js';
 import uPlot from './uPlot.esm.js';
-import { element, setText } from './dom.js';
+import { element, setAttribute, setText } from './dom.js';
 import { dataWords, formatNumber, formatTime } from './format.js';
 
 const kRefreshMs = 2000;
 const kHeight = 132;
+const kKeySteps = { ArrowLeft: -1, ArrowRight: 1, PageUp: 60, PageDown: -60, Home: -Infinity, End: Infinity };
+const kLatest = 3;  // seconds in which the present value is sought: the program may not have looked yet
 
 /** `factor` turns the program's unit into the shown one; `least` is the smallest top of the scale. */
 const figures = {
@@ -22,13 +25,16 @@ const figures = {
     kernel_drops: { title: 'Kernel drops', unit: 'per second', factor: 1, digits: 0, least: 5, stepped: true },
     data: { title: 'Data state', words: true, factor: 1, least: 1, stepped: true },
 };
-const kSending = ['bit_rate', 'spacing_error_ms', 'hold_back_ms', 'queued_samples'];
+const kRate = ['bit_rate', 'spacing_error_ms'];  // of a relay, the spacing of what came
+const kSending = ['hold_back_ms', 'queued_samples'];
 const kReceiving = ['datagrams', 'continuity_errors', 'kernel_drops', 'data'];
-const figuresOf = { send: kSending, receive: kReceiving, relay: [...kReceiving, ...kSending] };
+const figuresOf = {
+    send: [...kRate, ...kSending], receive: [...kRate, ...kReceiving], relay: [...kRate, ...kReceiving, ...kSending],
+};
 
 function words(figure, value) {
-    if (value === null || value === undefined) return '–';
-    return figure.words ? dataWords(value !== 0) : `${formatNumber(value, figure.digits)} ${figure.unit}`;
+    if (figure.words) return dataWords(value === null || value === undefined ? null : value !== 0);
+    return `${formatNumber(value, figure.digits)} ${figure.unit}`;
 }
 
 function timeOf(unixSeconds, unit) {
@@ -44,19 +50,74 @@ class Plot {
     #plot = null;
     #data = [[], []];
     #width = 0;
+    #moment = null;  // unix seconds; null: where the mouse is
 
     constructor(figure) {
         this.#figure = figure;
         this.reading = element('span', { className: 'reading' });
         this.span = element('span', { className: 'muted' });
-        this.canvas = element('div', { className: 'canvas', 'aria-hidden': 'true' });
+        this.canvas = element('div', { className: 'canvas', role: 'slider', tabIndex: 0,
+            'aria-label': `${figure.title} at a moment`, 'aria-valuenow': 0 });
         this.node = element('figure', {}, element('figcaption', {}, element('strong', {}, figure.title), this.reading,
             this.span), this.canvas);
+        this.#listen();
+    }
+
+    #listen() {
+        const listen = (names, handle) => names.forEach((name) => this.canvas.addEventListener(name, handle));
+        listen(['focus'], () => this.canvas.matches(':focus-visible') && this.#step(0));
+        listen(['blur'], () => this.#pointAt(null));
+        listen(['keydown'], (event) => {
+            const step = kKeySteps[event.key];
+            if (step === undefined || event.altKey || event.ctrlKey || event.metaKey) return;
+            event.preventDefault();
+            this.#step(step);
+        });
+        listen(['pointerdown', 'pointermove'], (event) => {
+            if (event.pointerType === 'mouse') this.#moment = null;
+            else this.#touch(event);
+        });
+    }
+
+    /** Goes so many seconds on, from the newest value if there is no moment yet. */
+    #step(seconds) {
+        const [times] = this.#data;
+        if (times.length === 0) return;
+        const from = this.#moment ?? times[this.#newest()];
+        this.#pointAt(Math.min(Math.max(from + seconds, times[0]), times.at(-1)));
+    }
+
+    #touch(event) {
+        if (this.#plot === null || this.#data[0].length === 0) return;
+        this.canvas.focus({ preventScroll: true });  // the reading stays until something else is touched
+        const left = event.clientX - this.#plot.over.getBoundingClientRect().left;
+        this.#moment = Math.round(this.#plot.posToVal(left, 'x'));
+        this.#step(0);
+    }
+
+    /** Of all plots that are read together. */
+    #pointAt(moment) {
+        this.#moment = moment;
+        const left = moment === null ? -10 : this.#plot?.valToPos(moment, 'x');
+        this.#plot?.setCursor({ left, top: moment === null ? -10 : 0 }, true, true);
+    }
+
+    /** After a drawing, which is done at the end of the turn. */
+    #stay() {
+        queueMicrotask(() => this.#moment !== null && this.#step(0));
+    }
+
+    /** Where the newest known value is; the last place if there is none. */
+    #newest() {
+        const values = this.#data[1];
+        const known = values.findLastIndex((value) => value !== null);
+        return known >= values.length - kLatest ? known : values.length - 1;
     }
 
     show(times, values) {
         this.#data = [times, values.map((value) => value === null ? null : value * this.#figure.factor)];
         this.#plot?.setData(this.#data);
+        this.#stay();
         this.#tell();
     }
 
@@ -66,21 +127,32 @@ class Plot {
         this.#width = width || this.#width;
         this.#plot?.destroy();
         if (this.#width > 0) this.#plot = new uPlot(this.#options(), this.#data, this.canvas);
+        this.#stay();
     }
 
     #tell() {
         const [times, values] = this.#data;
         const at = this.#plot?.cursor.idx ?? null;
-        const reading = words(this.#figure, at === null ? values.at(-1) : values[at]);
+        const index = at ?? this.#newest();
+        const reading = words(this.#figure, values[index]);
         setText(this.reading, at === null ? reading : `${timeOf(times[at], 'second')}  ${reading}`);
+        if (times.length > 0) this.#tellSlider(times, index);
         const known = values.filter((value) => value !== null);
         if (known.length === 0) return setText(this.span, '');
         if (this.#figure.words) {
             const without = known.filter((value) => value === 0).length;
-            return setText(this.span, without === 0 ? '' : `${formatNumber(without)} s without data`);
+            return setText(this.span, without === 0 ? '' : `${formatNumber(without)} s without`);
         }
         const [low, high] = [Math.min(...known), Math.max(...known)].map((v) => formatNumber(v, this.#figure.digits));
         setText(this.span, `${low} to ${high}`);
+    }
+
+    #tellSlider(times, index) {
+        setAttribute(this.canvas, 'aria-valuemin', times[0]);
+        setAttribute(this.canvas, 'aria-valuemax', times.at(-1));
+        setAttribute(this.canvas, 'aria-valuenow', times[index]);
+        setAttribute(this.canvas, 'aria-valuetext',
+            `${timeOf(times[index], 'second')}, ${words(this.#figure, this.#data[1][index])}`);
     }
 
     #options() {
@@ -92,7 +164,7 @@ class Plot {
             width: this.#width,
             height: kHeight,
             legend: { show: false },
-            padding: [8, 8, 0, 0],
+            padding: [8, 18, 0, 0],  // room for half of the last time
             cursor: { sync: { key: 'plots' }, drag: { x: false, y: false }, y: false, points: { size: 6 } },
             hooks: { setCursor: [() => this.#tell()] },
             scales: {
