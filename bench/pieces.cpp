@@ -14,7 +14,7 @@ namespace {
 namespace udp = quorvel::network::udp::lib_udp::v2_1;
 
 constexpr std::size_t kDatagram = 1316;
-constexpr std::uint16_t kDiscardPort = 45999;
+constexpr std::uint16_t kDiscardPort = 25999;
 
 udp::DestinationAddresses nowhere() { return udp::MakeDestinationAddresses("127.0.0.1", kDiscardPort, "127.0.0.1"); }
 

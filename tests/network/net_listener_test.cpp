@@ -35,10 +35,10 @@ std::string failureOf(const Endpoint& target) {
 // What groups and sources let through is looked at on real networks: tests/system, reception.
 
 TEST(NetListener, EmptyAndOversizedDatagramsAreToldApart) {
-    NetListener listener(MakeEndpoint("127.0.0.1", 45003, "0.0.0.0", ""));
-    sendTo("127.0.0.1", 45003, "");
-    sendTo("127.0.0.1", 45003, std::string(100, 'x'));
-    sendTo("127.0.0.1", 45003, "after");
+    NetListener listener(MakeEndpoint("127.0.0.1", 25003, "0.0.0.0", ""));
+    sendTo("127.0.0.1", 25003, "");
+    sendTo("127.0.0.1", 25003, std::string(100, 'x'));
+    sendTo("127.0.0.1", 25003, "after");
     char buffer[64];
     ASSERT_TRUE(listener.WaitForData(kSoon));
     EXPECT_EQ(listener.Receive(buffer, sizeof buffer), 0);
@@ -49,11 +49,11 @@ TEST(NetListener, EmptyAndOversizedDatagramsAreToldApart) {
 }
 
 TEST(NetListener, FailuresNameTheStep) {
-    EXPECT_EQ(failureOf(MakeEndpoint("203.0.113.7", 45004, "239.77.1.1", "")),
+    EXPECT_EQ(failureOf(MakeEndpoint("203.0.113.7", 25004, "239.77.1.1", "")),
               "JoinMulticastSource: unable to retrieve interface Index");
-    EXPECT_EQ(failureOf(MakeEndpoint("203.0.113.7", 45004, "0.0.0.0", "")), "BindSocket bind failed with 10049");
+    EXPECT_EQ(failureOf(MakeEndpoint("203.0.113.7", 25004, "0.0.0.0", "")), "BindSocket bind failed with 10049");
     EXPECT_EQ(failureOf(Endpoint()), "CreateSocket socket failed with 10047");
-    EXPECT_EQ(failureOf(MakeEndpoint("127.0.0.1", 45004, "239.77.1.1", "::1")),
+    EXPECT_EQ(failureOf(MakeEndpoint("127.0.0.1", 25004, "239.77.1.1", "::1")),
               "JoinMulticastSource setsockopt failed with 10049");
 }
 

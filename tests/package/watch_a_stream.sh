@@ -8,7 +8,7 @@ cmake -S "$examples/receiver" -B example -DCMAKE_BUILD_TYPE=Debug "$@" >configur
 cmake --build example >built || { cat built; exit 1; }
 
 "$mcgate" generate --rate 5000000 --duration 1 --out in.ts
-example/receiver 45310 0.0.0.0 127.0.0.1 >told &
+example/receiver 25310 0.0.0.0 127.0.0.1 >told &
 receiver=$!
 trap 'kill $receiver 2>/dev/null || true' EXIT
 wait_for() { # line
@@ -20,7 +20,7 @@ wait_for() { # line
     exit 1
 }
 wait_for running
-"$mcgate" send in.ts --to udp://127.0.0.1:45310 --report none
+"$mcgate" send in.ts --to udp://127.0.0.1:25310 --report none
 wait_for "data present"
 wait_for "no data"
 kill -TERM $receiver

@@ -46,7 +46,7 @@ TEST_F(DataPresence, ARemovedListenerIsWaitedForAndNotCalledAgain) {
     EXPECT_EQ(filter->RemoveDataSourceListener(nullptr), S_OK);
     const auto took = std::chrono::steady_clock::now() - begin;
     EXPECT_GE(took, 250ms) << "the call was still in progress";
-    EXPECT_LT(took, 2s) << "but a listener may itself wait for this thread";
+    EXPECT_LT(took, 10s) << "but a listener may itself wait for this thread";
     leave.set_value();
 
     // Out of the cleared flag the next datagram is news, for whoever listens now.

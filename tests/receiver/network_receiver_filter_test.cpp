@@ -72,14 +72,14 @@ TEST_F(ReceiverFilterTest, AWorkerThatWaitsForASampleIsFreedByEveryWayOut) {
     for (int round = 0; round < 3; ++round) {
         ASSERT_NO_FATAL_FAILURE(runUntilDry(round + 1));
         if (round == 0) {
-            EXPECT_TRUE(within(std::chrono::seconds(3), [this] { EXPECT_EQ(filter->Pause(), S_OK); }));
+            EXPECT_TRUE(within(std::chrono::seconds(15), [this] { EXPECT_EQ(filter->Pause(), S_OK); }));
         }
         if (round == 1) {
-            EXPECT_TRUE(within(std::chrono::seconds(3), [this] {
+            EXPECT_TRUE(within(std::chrono::seconds(15), [this] {
                 for (const auto port : {kPort, kOtherPort, kPort}) EXPECT_EQ(listenOn(port), S_OK);
             }));
         }
-        EXPECT_TRUE(within(std::chrono::seconds(3), [this] { EXPECT_EQ(filter->Stop(), S_OK); }));
+        EXPECT_TRUE(within(std::chrono::seconds(15), [this] { EXPECT_EQ(filter->Stop(), S_OK); }));
         collector->Stop();
         collector->letGo();
     }
@@ -165,7 +165,7 @@ TEST_F(DirectDelivery, IsOnTheWorkersThreadAndHoldsOnlyWhoNeedsTheWorker) {
     ASSERT_NO_FATAL_FAILURE(run());
     send(1);
     ASSERT_TRUE(collector->waitUntilBlocked());
-    EXPECT_TRUE(within(std::chrono::seconds(1), [this] {
+    EXPECT_TRUE(within(std::chrono::seconds(10), [this] {
         std::uint32_t timeOut = 0;
         EXPECT_EQ(filter->SetTimeout(6000), S_OK);
         EXPECT_EQ(filter->GetTimeout(&timeOut), S_OK);
@@ -176,7 +176,7 @@ TEST_F(DirectDelivery, IsOnTheWorkersThreadAndHoldsOnlyWhoNeedsTheWorker) {
         auto call = std::async(std::launch::async, [&] { return stop ? filter->Stop() : filter->Pause(); });
         EXPECT_EQ(call.wait_for(std::chrono::milliseconds(300)), std::future_status::timeout);
         collector->release();
-        ASSERT_EQ(call.wait_for(std::chrono::milliseconds(1000)), std::future_status::ready);
+        ASSERT_EQ(call.wait_for(test::kDeadline), std::future_status::ready);
         EXPECT_EQ(call.get(), S_OK);
         if (stop) break;
         // The pause has ended the worker; another one for the stop.

@@ -16,8 +16,9 @@ namespace test {
 
 /// The receiver on a loopback port, before a collector.
 struct ReceiverFilterTest : testing::Test {
-    static constexpr std::uint16_t kPort = 45100;
-    static constexpr std::uint16_t kOtherPort = 45101;
+    /// Below the range of which the sender's own port is.
+    static constexpr std::uint16_t kPort = 25100;
+    static constexpr std::uint16_t kOtherPort = 25101;
 
     RecordingLog log;
     ComPtr<CNetworkReceiverFilter> filter{new CNetworkReceiverFilter(nullptr)};

@@ -16,7 +16,7 @@ fail() {
 expect() { # status, part of the message, command...
     local status=$1 part=$2 got
     shift 2
-    timeout --kill-after=5 20 "$@" >out 2>err
+    timeout --kill-after=5 60 "$@" >out 2>err
     got=$?
     if [ "$got" -eq 2 ] && [ "$(wc -l <err)$(grep -o 'right would be' err | wc -l)" != 11 ]; then
         fail "$* was not refused in a line with one remedy: $(cat err)"
@@ -26,8 +26,8 @@ expect() { # status, part of the message, command...
     fi
 }
 
-# As expect, for a command that waits for somebody and is told to stop after two seconds.
-expect_stopped() { expect "$1" "$2" timeout --preserve-status --signal=TERM --kill-after=5 2 "${@:3}"; }
+# As expect, for a command that waits for somebody and is told to stop after some seconds, as starting may take two.
+expect_stopped() { expect "$1" "$2" timeout --preserve-status --signal=TERM --kill-after=15 5 "${@:3}"; }
 
 # A receiver in the background that reports as JSON to the file "report"; its id is in $receiver.
 start_receiver() { # arguments of mcgate receive
@@ -40,9 +40,9 @@ stop_receiver() { # its status is the receiver's
     kill -TERM "$receiver"
     wait "$receiver"
 }
-until_reported() { for _ in $(seq 100); do grep -q "$1" report && return; sleep 0.1; done; false; }
+until_reported() { for _ in $(seq 300); do grep -q "$1" report && return; sleep 0.1; done; false; }
 until_received() { # bytes
-    for _ in $(seq 100); do
+    for _ in $(seq 300); do
         [ "$(tail -n 1 report | sed 's/.*"bytes":\([0-9]*\).*/\1/')" -ge "$1" ] && return
         sleep 0.1
     done

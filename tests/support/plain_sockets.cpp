@@ -49,6 +49,7 @@ unsigned indexIn(const Host& host, const std::string& interfaceName) {
 // For a listener that is slower than its stream for a while.
 PlainSocket roomy(PlainSocket socket) {
     const int room = 8 << 20;
+    if (setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room) == 0) return socket;
     setsockopt(socket.get(), SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
     return socket;
 }

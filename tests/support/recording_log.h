@@ -40,6 +40,7 @@ public:
     }
     int declared() { return static_cast<int>(declared_.all().size()); }
     int full() { return static_cast<int>(full_.all().size()); }
+    int fullNotices() { return static_cast<int>(full_.all().size()); }
     bool waitForFull(int times) { return full_.waitForCount(static_cast<std::size_t>(times)); }
 
 private:

@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr std::uint16_t kPort = 5000;
 constexpr std::int32_t kTimeoutMs = 2000;
-constexpr milliseconds kAfterTimeout{kTimeoutMs + 1000};
+constexpr milliseconds kAfterTimeout{kTimeoutMs + 13'000};
 
 /// Something that goes wrong with the first cable, and its repair.
 struct Fault {
@@ -108,7 +108,7 @@ TEST_P(LostInterface, TheSenderServesTheOthersAndComesBack) {
 
     (hosts.*fault.happen)();
     const std::uint32_t atFault = sender.last();
-    const auto before = sender.longestDelivery();
+    const int slowBefore = sender.slowDeliveries();
     for (Ear* ear : {&soundGroup, &soundUnicast}) ASSERT_TRUE(ear->waitForNumberAbove(atFault + 400));
     (hosts.*fault.mend)();
     if (fault.newInterface) {
@@ -121,7 +121,7 @@ TEST_P(LostInterface, TheSenderServesTheOthersAndComesBack) {
     sender.stop();
 
     EXPECT_EQ(sender.log.count("unable to send packet"), 0) << "a lost interface costs nothing and says nothing";
-    EXPECT_LT(sender.longestDelivery(), before + milliseconds(100));
+    EXPECT_LE(sender.slowDeliveries() - slowBefore, 3) << "more than a busy machine holds up";
     for (Ear* ear : {&soundGroup, &soundUnicast}) {
         // What waits in the sender at the end stays there; a restart forgets a datagram that waits for its successor.
         const auto heard = ear->heard();

@@ -39,6 +39,7 @@ constexpr int kSlowness = 5;
 constexpr int kSlowness = 1;
 #endif
 constexpr Clock::duration kLongestCall = kSlowness * 500ms;
+constexpr int kBusyMoments = 5;  ///< calls that a stall of the machine may hold up; what is wrong here holds up many
 constexpr Clock::duration kHang = 20s;
 constexpr int kSequences = 500;
 
@@ -47,9 +48,9 @@ struct Place {
     const char* remote;  ///< where a sender sends
     const WCHAR* group;
 };
-constexpr Place kPlaces[] = {{45301, "127.0.0.1", u"0.0.0.0"},  //
-                             {45302, "127.0.0.1", u"0.0.0.0"},
-                             {45303, "239.255.77.77", u"239.255.77.77"}};
+constexpr Place kPlaces[] = {{25301, "127.0.0.1", u"0.0.0.0"},  //
+                             {25302, "127.0.0.1", u"0.0.0.0"},
+                             {25303, "239.255.77.77", u"239.255.77.77"}};
 
 std::uint32_t seedOfThisRun() {
     const char* given = std::getenv("MCGATE_SEED");
@@ -109,8 +110,9 @@ private:
     std::map<std::thread::id, Call> calls_;
 };
 Watchdog watchdog;
+std::atomic<int> slowCalls{0};
 
-/// The result of a call, which may not take long, what downstream blocked its source directly left aside.
+/// The result of a call; whether it took long is counted, what downstream blocked its source directly left aside.
 template <class Call>
 auto timed(UnrulyFilter& downstream, const char* name, Call&& call) {
     const auto blockedBefore = downstream.blockedDirectly();
@@ -119,7 +121,10 @@ auto timed(UnrulyFilter& downstream, const char* name, Call&& call) {
     auto result = call();
     watchdog.end();
     const auto own = Clock::now() - begin - (downstream.blockedDirectly() - blockedBefore);
-    EXPECT_LE(own / 1ms, kLongestCall / 1ms) << name;
+    if (own > kLongestCall) {
+        std::printf("%s took %lld ms\n", name, static_cast<long long>(own / 1ms));
+        ++slowCalls;
+    }
     return result;
 }
 
@@ -351,6 +356,7 @@ TEST(RandomUse, NeitherHangsNorLeaksNorTakesLong) {
     }
     EXPECT_EQ(CBaseObject::ObjectsActive(), objectsBefore);
     EXPECT_TRUE(module.isIdle());
+    EXPECT_LE(slowCalls, kBusyMoments);
 }
 
 }  // namespace

@@ -53,7 +53,7 @@ namespace {
 
 using namespace test;
 
-constexpr std::uint16_t kPort = 45600;
+constexpr std::uint16_t kPort = 25600;
 constexpr std::int32_t kPool = 64;
 
 /// The whole road over the loopback interface: feeder, sender, socket, receiver, counter.

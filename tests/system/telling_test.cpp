@@ -111,7 +111,7 @@ struct Telling : testing::Test {
 };
 
 TEST_F(Telling, OnATerminalRowsAreDrawnInPlaceAndASummaryStays) {
-    OnTerminal receiver({"receive", kFrom, "--timeout", "300"}, {"TERM=xterm"}, 80);
+    OnTerminal receiver({"receive", kFrom, "--timeout", "2000"}, {"TERM=xterm"}, 80);
     receiver.upTo("no data");
     send();
     const std::string present = receiver.upTo("\x1b[32mdata present\x1b[0m");
@@ -128,7 +128,7 @@ TEST_F(Telling, OnATerminalRowsAreDrawnInPlaceAndASummaryStays) {
     }
     receiver.interrupt();
     const std::string rest = receiver.rest();
-    const auto summary = rest.rfind("\x1b[Jcommand     mcgate receive udp://@127.0.0.1:5000 --timeout 300\r\n");
+    const auto summary = rest.rfind("\x1b[Jcommand     mcgate receive udp://@127.0.0.1:5000 --timeout 2000\r\n");
     ASSERT_NE(summary, std::string::npos) << rest;
     EXPECT_NE(rest.find("gone 1 time, ", summary), std::string::npos) << rest;
     EXPECT_EQ(rest.find(" total "), std::string::npos) << "the summary has it: " << rest;
@@ -154,7 +154,7 @@ double valueOf(const std::string& page, const std::string& metric) {
 
 TEST_F(Telling, MetricsAreTheFiguresOfTheReport) {
     test::Notes<Json> reports;
-    const std::vector<std::string> command{MCGATE_COMMAND, "receive",        kFrom,      "--timeout", "300",
+    const std::vector<std::string> command{MCGATE_COMMAND, "receive",        kFrom,      "--timeout", "2000",
                                            "--metrics",    "127.0.0.1:9100", "--report", "json"};
     Child receiver(command, [&](const std::string& line) {
         Json object = Json::parse(line, nullptr, false);
