@@ -42,7 +42,7 @@ get() { # apt-get arguments
 get install -y --no-install-recommends ./mcgate_*.deb
 alone 'mcgate --version
 mcgate generate --rate 5000000 --duration 2 --out in.ts
-mcgate receive udp://@127.0.0.1:5000 --out got.ts --idle-exit 4 --report json 2>report &
+mcgate receive udp://@127.0.0.1:5000 --out got.ts --idle-exit 15 --report json 2>report &
 for _ in $(seq 100); do grep -q time_s report && break; sleep 0.1; done
 mcgate send in.ts --to udp://127.0.0.1:5000 --report none
 wait $!

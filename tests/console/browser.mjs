@@ -23,7 +23,7 @@ let browser;
 export async function openPage(test, url, options = {}) {
     const { width = 1600, height = 1000, scheme = 'light', path = '/', before } = options;
     browser ??= chromium.launch({
-        executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: kSwitches,
+        executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium', args: kSwitches, timeout: 120000,
     });
     const context = await (await browser).newContext({ viewport: { width, height }, colorScheme: scheme });
     if (before) await context.addInitScript(before);

@@ -79,7 +79,7 @@ protected:
         std::filesystem::create_directory(directory);
         setenv("MCGATE_REGISTRY", (directory / "registry").c_str(), 1);
         const std::string input = directory / "input.ts";
-        ASSERT_EQ(Child({MCGATE_COMMAND, "generate", "--rate", "1000000", "--duration", "200", "--out", input},
+        ASSERT_EQ(Child({MCGATE_COMMAND, "generate", "--rate", "1000000", "--duration", "600", "--out", input},
                         [](const std::string&) {})
                       .wait(),
                   0);
@@ -288,7 +288,7 @@ TEST_F(HostileClient, MayAskOnlySoOften) {
             many.emplace_back(kPort).say("GET /api/log?after=1000000000 HTTP/1.1\r\n" + kHost + "\r\n");
         }
         for (auto& one : many) {
-            if (const int got = statusOf(one.hear()); got != 200) status = got;
+            if (statusOf(one.hear()) == 429) status = 429;
         }
     }
     EXPECT_EQ(status, 429);

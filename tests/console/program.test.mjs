@@ -70,7 +70,7 @@ test('a stream is set up, moved to another group and pulled by the page, and its
         await plotOf(page, 'Data state').getByText('No data').waitFor();
         await datagrams.getByText(/^0 per second$/).waitFor();
         await page.locator('#log-lines li').filter({ hasText: 'monitor 1' }).getByText('No data').last().waitFor();
-        assert.equal(await page.title(), '1 without data - mcgate');
+        await eventually('the title', async () => await page.title() === '1 without data - mcgate');
     };
     await isPulled();
     await page.reload();
@@ -80,13 +80,14 @@ test('a stream is set up, moved to another group and pulled by the page, and its
 
     await bring(page, 'studio 1', 'Run', 'Running');
     await flows();
+    const whole = await coveredIn(datagrams);
     await page.getByRole('button', { name: 'Save profile' }).click();
     await page.getByText('The profile is saved.').waitFor();
     assert.equal(await program.stop(), 0);
     await page.getByText(/^Connection lost/).waitFor();
     await program.start('studio.json');
     await page.getByText('Connected', { exact: true }).waitFor();
-    await eventually('an empty plot', async () => await coveredIn(datagrams) < covered);
+    await eventually('a new plot', async () => await coveredIn(datagrams) < whole);
     await flows();
     const group = fieldOf(page, 'Group or address');
     await eventually('the saved group', async () => await group.inputValue() === '239.255.60.2');

@@ -17,7 +17,7 @@ constexpr std::int64_t kPeriod = 10'000'000 / 1500;
 /// How long a sample waits in the sender.
 constexpr std::int64_t kLead = 60 * kTicksPerMs;
 constexpr std::int32_t kBuffers = 1024;
-constexpr std::int64_t kSendingMs = 5000;
+constexpr std::int64_t kSendingMs = 30'000;
 constexpr milliseconds kLook{1};
 constexpr milliseconds kFlushEnd{2};
 

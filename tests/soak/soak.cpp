@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 namespace {
 
 constexpr milliseconds kWarmUp{10'000};
-constexpr milliseconds kFirstData{5000};
+constexpr milliseconds kFirstData{20'000};
 constexpr milliseconds kLook{20};
 constexpr milliseconds kLastResort{10'000};
 constexpr std::int64_t kProgressMs = 10'000;

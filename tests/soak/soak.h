@@ -28,7 +28,7 @@ public:
 
 private:
     static constexpr std::int32_t kTimeoutMs = 2000;
-    static constexpr std::int64_t kBackMs = kTimeoutMs + 1000;
+    static constexpr std::int64_t kBackMs = kTimeoutMs + 5000;
 
     void awaitFirstData();
     void suffer(const PlannedFault& planned);

@@ -79,7 +79,9 @@ private:
             if (FAILED(feeder->deliver(bytes))) return;
             if (Clock::now() - begin > std::chrono::milliseconds(100)) ++slow_;
             last_ = number;
-            std::this_thread::sleep_until(next += std::chrono::milliseconds(2));
+            // Late ones are not made up for: they would find the pool dry.
+            next = std::max(next + std::chrono::milliseconds(2), Clock::now());
+            std::this_thread::sleep_until(next);
         }
     }
 
