@@ -39,7 +39,6 @@ constexpr int kSlowness = 5;
 constexpr int kSlowness = 1;
 #endif
 constexpr Clock::duration kLongestCall = kSlowness * 500ms;
-constexpr int kBusyMoments = 5;  ///< calls that a stall of the machine may hold up; what is wrong here holds up many
 constexpr Clock::duration kHang = 20s;
 constexpr int kSequences = 500;
 
@@ -110,9 +109,8 @@ private:
     std::map<std::thread::id, Call> calls_;
 };
 Watchdog watchdog;
-std::atomic<int> slowCalls{0};
 
-/// The result of a call; whether it took long is counted, what downstream blocked its source directly left aside.
+/// The result of a call, which may not take long, what downstream blocked its source directly left aside.
 template <class Call>
 auto timed(UnrulyFilter& downstream, const char* name, Call&& call) {
     const auto blockedBefore = downstream.blockedDirectly();
@@ -121,10 +119,7 @@ auto timed(UnrulyFilter& downstream, const char* name, Call&& call) {
     auto result = call();
     watchdog.end();
     const auto own = Clock::now() - begin - (downstream.blockedDirectly() - blockedBefore);
-    if (own > kLongestCall) {
-        std::printf("%s took %lld ms\n", name, static_cast<long long>(own / 1ms));
-        ++slowCalls;
-    }
+    EXPECT_LE(own / 1ms, kLongestCall / 1ms) << name;
     return result;
 }
 
@@ -356,7 +351,6 @@ TEST(RandomUse, NeitherHangsNorLeaksNorTakesLong) {
     }
     EXPECT_EQ(CBaseObject::ObjectsActive(), objectsBefore);
     EXPECT_TRUE(module.isIdle());
-    EXPECT_LE(slowCalls, kBusyMoments);
 }
 
 }  // namespace
